@@ -1,0 +1,6 @@
+#include "app/Logging.h"
+
+Q_LOGGING_CATEGORY(lcPlayback, "com.orvanta.playback", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcFolders, "com.orvanta.folders", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcLaunch, "com.orvanta.launch", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcPreferences, "com.orvanta.preferences", QtInfoMsg)

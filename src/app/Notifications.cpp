@@ -1,0 +1,6 @@
+#include "app/Notifications.h"
+
+Notifications& Notifications::instance() {
+    static Notifications notifications;
+    return notifications;
+}

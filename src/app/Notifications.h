@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QObject>
+
+// The process-wide carrier of the notifications that parts which do not hold each other use to
+// talk. A part's own events are signals of that part instead.
+class Notifications : public QObject {
+    Q_OBJECT
+
+public:
+    static Notifications& instance();
+
+Q_SIGNALS:
+    // The list of source folders changed (a folder was added or removed).
+    void videoFoldersDidChange();
+    // The playlist library or the active playlist changed.
+    void playlistDidChange();
+    void screenDidLock();
+    void screenDidUnlock();
+    void scheduleStateDidChange(bool isWithinSchedule);
+    void syncModeDidChange();
+
+private:
+    Notifications() = default;
+};

@@ -1,0 +1,708 @@
+#include "app/Preferences.h"
+
+#include "app/AppPaths.h"
+#include "app/Logging.h"
+
+#include <QCborArray>
+#include <QCborValue>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+#include <QPointer>
+#include <QReadLocker>
+#include <QStringList>
+#include <QTimer>
+#include <QWriteLocker>
+
+#include <sqlite3.h>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+const char* const kTypeBool = "bool";
+const char* const kTypeInteger = "integer";
+const char* const kTypeDouble = "double";
+const char* const kTypeString = "string";
+const char* const kTypeData = "data";
+const char* const kTypeArray = "array";
+
+const char* const kFirstRunMarker = "firstRunDefaultsApplied";
+
+// A small owner of one prepared statement.
+class Statement {
+public:
+    Statement(sqlite3* db, const char* sql) {
+        if (sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr) != SQLITE_OK)
+            m_statement = nullptr;
+    }
+    ~Statement() { sqlite3_finalize(m_statement); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    explicit operator bool() const { return m_statement != nullptr; }
+    sqlite3_stmt* get() const { return m_statement; }
+
+    void bindText(int index, const QString& text) {
+        const QByteArray utf8 = text.toUtf8();
+        sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+    }
+    void bindBlob(int index, const QByteArray& bytes) {
+        // A zero-length blob must still be a blob, not NULL.
+        sqlite3_bind_blob(m_statement, index, bytes.isEmpty() ? "" : bytes.constData(),
+                          int(bytes.size()), SQLITE_TRANSIENT);
+    }
+
+private:
+    sqlite3_stmt* m_statement = nullptr;
+};
+
+bool exec(sqlite3* db, const char* sql) {
+    char* message = nullptr;
+    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, &message);
+    if (rc != SQLITE_OK) {
+        qCWarning(lcPreferences, "Preferences: %s failed: %s", sql, message ? message : "?");
+        sqlite3_free(message);
+        return false;
+    }
+    return true;
+}
+
+QString columnText(sqlite3_stmt* statement, int column) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    return QString::fromUtf8(text, sqlite3_column_bytes(statement, column));
+}
+
+QByteArray columnBlob(sqlite3_stmt* statement, int column) {
+    const void* blob = sqlite3_column_blob(statement, column);
+    return QByteArray(static_cast<const char*>(blob), sqlite3_column_bytes(statement, column));
+}
+
+QCborValue toCbor(const QVariant& value) {
+    switch (Preferences::typeOf(value)) {
+    case Preferences::Type::Bool:
+        return QCborValue(value.toBool());
+    case Preferences::Type::Integer:
+        return QCborValue(value.toLongLong());
+    case Preferences::Type::Double:
+        return QCborValue(value.toDouble());
+    case Preferences::Type::String:
+        return QCborValue(value.toString());
+    case Preferences::Type::Data:
+        return QCborValue(value.toByteArray());
+    case Preferences::Type::Array: {
+        QCborArray array;
+        for (const QVariant& element : value.toList())
+            array.append(toCbor(element));
+        return array;
+    }
+    case Preferences::Type::Absent:
+        break;
+    }
+    return {};
+}
+
+// Decodes a stored list element by element; an element of a type the store does not hold makes
+// the whole list unreadable.
+QVariant fromCbor(const QCborValue& value, bool* ok) {
+    switch (value.type()) {
+    case QCborValue::False:
+    case QCborValue::True:
+        return QVariant(value.toBool());
+    case QCborValue::Integer:
+        return QVariant(qint64(value.toInteger()));
+    case QCborValue::Double:
+        return QVariant(value.toDouble());
+    case QCborValue::String:
+        return QVariant(value.toString());
+    case QCborValue::ByteArray:
+        return QVariant(value.toByteArray());
+    case QCborValue::Array: {
+        QVariantList list;
+        const QCborArray array = value.toArray();
+        list.reserve(array.size());
+        for (const QCborValue& element : array)
+            list.append(fromCbor(element, ok));
+        return QVariant(list);
+    }
+    default:
+        *ok = false;
+        return {};
+    }
+}
+
+QByteArray encodeArray(const QVariantList& list) {
+    return toCbor(QVariant(list)).toCbor();
+}
+
+std::optional<QVariantList> decodeArray(const QByteArray& bytes) {
+    QCborParserError error;
+    const QCborValue value = QCborValue::fromCbor(bytes, &error);
+    if (error.error != QCborError::NoError || !value.isArray())
+        return std::nullopt;
+    bool ok = true;
+    const QVariant list = fromCbor(value, &ok);
+    if (!ok)
+        return std::nullopt;
+    return list.toList();
+}
+
+bool sameValue(const QVariant& a, const QVariant& b) {
+    const Preferences::Type type = Preferences::typeOf(a);
+    if (type != Preferences::typeOf(b))
+        return false;
+    switch (type) {
+    case Preferences::Type::Absent:
+        return true;
+    case Preferences::Type::Array:
+        // Element types matter too (true is not 1), which QVariant's == does not see.
+        return encodeArray(a.toList()) == encodeArray(b.toList());
+    case Preferences::Type::Double:
+        return a.toDouble() == b.toDouble();
+    default:
+        return a == b;
+    }
+}
+
+QPointer<Preferences> g_standard;
+
+} // namespace
+
+Preferences::Preferences(const QString& filePath, QObject* parent)
+    : QObject(parent)
+    , m_filePath(filePath) {
+    if (!open())
+        return;
+    bool ok = false;
+    m_values = readAll(&ok);
+    m_dataVersion = dataVersion();
+    watchFile();
+}
+
+Preferences::~Preferences() {
+    if (m_db)
+        sqlite3_close(m_db);
+}
+
+QString Preferences::standardFilePath() {
+    return AppPaths::configDirectory() + QStringLiteral("/preferences.sqlite3");
+}
+
+Preferences& Preferences::standard() {
+    if (!g_standard) {
+        // Owned by the application object where there is one, so it goes before Qt does.
+        g_standard = new Preferences(standardFilePath(), QCoreApplication::instance());
+    }
+    return *g_standard;
+}
+
+bool Preferences::open() {
+    QDir().mkpath(QFileInfo(m_filePath).absolutePath());
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const QByteArray path = QFile::encodeName(m_filePath);
+        sqlite3* db = nullptr;
+        const int rc = sqlite3_open_v2(
+            path.constData(), &db,
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+        if (rc == SQLITE_OK) {
+            m_db = db;
+            sqlite3_busy_timeout(m_db, 5000);
+            if (createSchema())
+                return true;
+        } else {
+            qCWarning(lcPreferences, "Preferences: cannot open %s: %s", path.constData(),
+                      db ? sqlite3_errmsg(db) : "out of memory");
+            sqlite3_close(db);
+        }
+        if (m_db) {
+            sqlite3_close(m_db);
+            m_db = nullptr;
+        }
+        if (attempt == 0 && QFileInfo(m_filePath).isFile())
+            moveDamagedFileAside(QStringLiteral("it is not a readable preferences store"));
+        else
+            break;
+    }
+    qCCritical(lcPreferences, "Preferences: the store %s cannot be used; settings are not kept",
+               qUtf8Printable(m_filePath));
+    return false;
+}
+
+bool Preferences::createSchema() {
+    if (!exec(m_db, "PRAGMA journal_mode=DELETE") || !exec(m_db, "PRAGMA synchronous=FULL"))
+        return false;
+    {
+        // A file that is not a database, or a damaged one, fails here.
+        Statement check(m_db, "PRAGMA quick_check");
+        if (!check || sqlite3_step(check.get()) != SQLITE_ROW ||
+            columnText(check.get(), 0) != QLatin1String("ok")) {
+            return false;
+        }
+    }
+    return exec(m_db, "CREATE TABLE IF NOT EXISTS preferences ("
+                      " key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value)") &&
+           exec(m_db, "CREATE TABLE IF NOT EXISTS meta ("
+                      " name TEXT PRIMARY KEY NOT NULL, value)");
+}
+
+void Preferences::moveDamagedFileAside(const QString& reason) {
+    for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+        const QString companion = m_filePath + QLatin1String(suffix);
+        if (QFileInfo::exists(companion))
+            AppPaths::moveDamagedFile(QStringLiteral("preferences"), companion);
+    }
+    const QString kept = AppPaths::moveDamagedFile(QStringLiteral("preferences"), m_filePath);
+    if (kept.isEmpty()) {
+        qCCritical(lcPreferences, "Preferences: %s: %s, and it could not be moved aside",
+                   qUtf8Printable(m_filePath), qUtf8Printable(reason));
+    } else {
+        qCCritical(lcPreferences, "Preferences: %s: %s; kept it as %s and started a new store",
+                   qUtf8Printable(m_filePath), qUtf8Printable(reason), qUtf8Printable(kept));
+    }
+}
+
+QHash<QString, QVariant> Preferences::readAll(bool* ok) const {
+    QHash<QString, QVariant> values;
+    *ok = false;
+    Statement select(m_db, "SELECT key, type, value FROM preferences");
+    if (!select)
+        return values;
+    int rc;
+    while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
+        sqlite3_stmt* row = select.get();
+        const QString key = columnText(row, 0);
+        const QByteArray type = columnBlob(row, 1);
+        const int storage = sqlite3_column_type(row, 2);
+        QVariant value;
+        if (type == kTypeBool && storage == SQLITE_INTEGER)
+            value = QVariant(sqlite3_column_int64(row, 2) != 0);
+        else if (type == kTypeInteger && storage == SQLITE_INTEGER)
+            value = QVariant(qint64(sqlite3_column_int64(row, 2)));
+        else if (type == kTypeDouble && (storage == SQLITE_FLOAT || storage == SQLITE_INTEGER))
+            value = QVariant(sqlite3_column_double(row, 2));
+        else if (type == kTypeString && storage == SQLITE_TEXT)
+            value = QVariant(columnText(row, 2));
+        else if (type == kTypeData && storage == SQLITE_BLOB)
+            value = QVariant(columnBlob(row, 2));
+        else if (type == kTypeArray && storage == SQLITE_BLOB) {
+            if (const auto list = decodeArray(columnBlob(row, 2)))
+                value = QVariant(*list);
+        }
+        if (!value.isValid()) {
+            qCWarning(lcPreferences, "Preferences: the value of \"%s\" cannot be read; ignoring it",
+                      qUtf8Printable(key));
+            continue;
+        }
+        values.insert(key, value);
+    }
+    *ok = rc == SQLITE_DONE;
+    return values;
+}
+
+qint64 Preferences::dataVersion() const {
+    Statement version(m_db, "PRAGMA data_version");
+    if (!version || sqlite3_step(version.get()) != SQLITE_ROW)
+        return -1;
+    return sqlite3_column_int64(version.get(), 0);
+}
+
+void Preferences::watchFile() {
+    if (!QCoreApplication::instance())
+        return;
+    // Another process's commit rewrites the file; the watch wakes us only then, and
+    // data_version tells its commits from our own.
+    m_watcher = new QFileSystemWatcher(this);
+    m_watcher->addPath(m_filePath);
+    m_watcher->addPath(QFileInfo(m_filePath).absolutePath());
+    const auto onChange = [this] {
+        if (!m_watcher->files().contains(m_filePath) && QFileInfo::exists(m_filePath))
+            m_watcher->addPath(m_filePath);
+        checkForExternalChanges();
+    };
+    connect(m_watcher, &QFileSystemWatcher::fileChanged, this, onChange);
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, onChange);
+}
+
+bool Preferences::checkForExternalChanges() {
+    if (!m_db)
+        return false;
+    const qint64 version = dataVersion();
+    if (version == m_dataVersion)
+        return false;
+    bool ok = false;
+    const QHash<QString, QVariant> values = readAll(&ok);
+    if (!ok) {
+        // The writer still holds its lock; look again shortly.
+        QTimer::singleShot(50, this, [this] { checkForExternalChanges(); });
+        return false;
+    }
+    m_dataVersion = version;
+
+    QStringList changed;
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        if (!sameValue(it.value(), m_values.value(it.key())))
+            changed.append(it.key());
+    }
+    for (auto it = m_values.cbegin(); it != m_values.cend(); ++it) {
+        if (!values.contains(it.key()))
+            changed.append(it.key());
+    }
+    {
+        QWriteLocker locker(&m_lock);
+        m_values = values;
+    }
+    for (const QString& key : std::as_const(changed))
+        announceKey(key);
+    Q_EMIT didChange();
+    return true;
+}
+
+QVariant Preferences::objectForKey(const QString& key) const {
+    QReadLocker locker(&m_lock);
+    return m_values.value(key);
+}
+
+Preferences::Type Preferences::typeForKey(const QString& key) const {
+    return typeOf(objectForKey(key));
+}
+
+QStringList Preferences::allKeys() const {
+    QReadLocker locker(&m_lock);
+    QStringList keys = m_values.keys();
+    keys.sort();
+    return keys;
+}
+
+bool Preferences::boolForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    switch (typeOf(value)) {
+    case Type::Bool:
+        return value.toBool();
+    case Type::Integer:
+        return value.toLongLong() != 0;
+    case Type::Double:
+        return value.toDouble() != 0.0;
+    default:
+        return false;
+    }
+}
+
+qint64 Preferences::integerForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    switch (typeOf(value)) {
+    case Type::Integer:
+        return value.toLongLong();
+    case Type::Bool:
+        return value.toBool() ? 1 : 0;
+    case Type::Double: {
+        const double d = std::trunc(value.toDouble());
+        // Outside the 64-bit range (or infinite) there is no integer to give.
+        if (!(d >= -9223372036854775808.0 && d < 9223372036854775808.0))
+            return 0;
+        return qint64(d);
+    }
+    default:
+        return 0;
+    }
+}
+
+double Preferences::doubleForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    switch (typeOf(value)) {
+    case Type::Double:
+        return value.toDouble();
+    case Type::Integer:
+        return double(value.toLongLong());
+    case Type::Bool:
+        return value.toBool() ? 1.0 : 0.0;
+    default:
+        return 0.0;
+    }
+}
+
+std::optional<QString> Preferences::stringForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    if (typeOf(value) != Type::String)
+        return std::nullopt;
+    return value.toString();
+}
+
+std::optional<QByteArray> Preferences::dataForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    if (typeOf(value) != Type::Data)
+        return std::nullopt;
+    return value.toByteArray();
+}
+
+std::optional<QVariantList> Preferences::arrayForKey(const QString& key) const {
+    const QVariant value = objectForKey(key);
+    if (typeOf(value) != Type::Array)
+        return std::nullopt;
+    return value.toList();
+}
+
+Preferences::Type Preferences::typeOf(const QVariant& value) {
+    switch (value.metaType().id()) {
+    case QMetaType::Bool:
+        return Type::Bool;
+    case QMetaType::LongLong:
+        return Type::Integer;
+    case QMetaType::Double:
+        return Type::Double;
+    case QMetaType::QString:
+        return Type::String;
+    case QMetaType::QByteArray:
+        return Type::Data;
+    case QMetaType::QVariantList:
+        return Type::Array;
+    default:
+        return Type::Absent;
+    }
+}
+
+QVariant Preferences::normalized(const QVariant& value) {
+    switch (value.metaType().id()) {
+    case QMetaType::Bool:
+    case QMetaType::QString:
+    case QMetaType::QByteArray:
+        return value;
+    case QMetaType::Int:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+        return QVariant(value.toLongLong());
+    case QMetaType::ULong:
+    case QMetaType::ULongLong: {
+        const qulonglong u = value.toULongLong();
+        if (u > qulonglong(std::numeric_limits<qint64>::max()))
+            return {};
+        return QVariant(qint64(u));
+    }
+    case QMetaType::Double:
+    case QMetaType::Float: {
+        const double d = value.toDouble();
+        // SQLite turns NaN into NULL, so it could not come back as a number.
+        if (std::isnan(d))
+            return {};
+        return QVariant(d);
+    }
+    case QMetaType::QStringList: {
+        QVariantList list;
+        for (const QString& s : value.toStringList())
+            list.append(QVariant(s));
+        return QVariant(list);
+    }
+    case QMetaType::QVariantList: {
+        QVariantList list;
+        for (const QVariant& element : value.toList()) {
+            const QVariant n = normalized(element);
+            if (!n.isValid())
+                return {};
+            list.append(n);
+        }
+        return QVariant(list);
+    }
+    default:
+        return {};
+    }
+}
+
+bool Preferences::set(const QString& key, bool value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::set(const QString& key, qint64 value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::set(const QString& key, double value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::set(const QString& key, const QString& value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::set(const QString& key, const QByteArray& value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::set(const QString& key, const QVariantList& value) {
+    return setValue(key, QVariant(value));
+}
+
+bool Preferences::setValue(const QString& key, const QVariant& value) {
+    if (!value.isValid()) {
+        removeObject(key);
+        return true;
+    }
+    if (key.isEmpty()) {
+        qCWarning(lcPreferences, "Preferences: a value needs a key; nothing written");
+        return false;
+    }
+    const QVariant stored = normalized(value);
+    if (!stored.isValid()) {
+        qCWarning(lcPreferences,
+                  "Preferences: \"%s\" cannot hold a value of type %s; the stored value is kept",
+                  qUtf8Printable(key), value.typeName() ? value.typeName() : "(none)");
+        return false;
+    }
+    if (!writeValue(key, stored))
+        return false;
+    {
+        QWriteLocker locker(&m_lock);
+        m_values.insert(key, stored);
+    }
+    announce(key);
+    return true;
+}
+
+bool Preferences::writeValue(const QString& key, const QVariant& value) {
+    if (!m_db)
+        return false;
+    Statement insert(m_db, "INSERT INTO preferences (key, type, value) VALUES (?1, ?2, ?3)"
+                           " ON CONFLICT (key) DO UPDATE SET type = ?2, value = ?3");
+    if (!insert)
+        return false;
+    insert.bindText(1, key);
+    const char* type = nullptr;
+    switch (typeOf(value)) {
+    case Type::Bool:
+        type = kTypeBool;
+        sqlite3_bind_int64(insert.get(), 3, value.toBool() ? 1 : 0);
+        break;
+    case Type::Integer:
+        type = kTypeInteger;
+        sqlite3_bind_int64(insert.get(), 3, value.toLongLong());
+        break;
+    case Type::Double:
+        type = kTypeDouble;
+        sqlite3_bind_double(insert.get(), 3, value.toDouble());
+        break;
+    case Type::String:
+        type = kTypeString;
+        insert.bindText(3, value.toString());
+        break;
+    case Type::Data:
+        type = kTypeData;
+        insert.bindBlob(3, value.toByteArray());
+        break;
+    case Type::Array:
+        type = kTypeArray;
+        insert.bindBlob(3, encodeArray(value.toList()));
+        break;
+    case Type::Absent:
+        return false;
+    }
+    sqlite3_bind_text(insert.get(), 2, type, -1, SQLITE_STATIC);
+    if (sqlite3_step(insert.get()) != SQLITE_DONE) {
+        qCCritical(lcPreferences, "Preferences: could not store \"%s\": %s", qUtf8Printable(key),
+                   sqlite3_errmsg(m_db));
+        return false;
+    }
+    return true;
+}
+
+void Preferences::removeObject(const QString& key) {
+    if (m_db) {
+        Statement remove(m_db, "DELETE FROM preferences WHERE key = ?1");
+        if (remove) {
+            remove.bindText(1, key);
+            if (sqlite3_step(remove.get()) != SQLITE_DONE) {
+                qCCritical(lcPreferences, "Preferences: could not remove \"%s\": %s",
+                           qUtf8Printable(key), sqlite3_errmsg(m_db));
+                return;
+            }
+        }
+    }
+    {
+        QWriteLocker locker(&m_lock);
+        m_values.remove(key);
+    }
+    announce(key);
+}
+
+void Preferences::announceKey(const QString& key) {
+    Q_EMIT valueChanged(key);
+    if (key == QLatin1String("videoScaling"))
+        Q_EMIT videoScalingChanged(videoScaling());
+}
+
+void Preferences::announce(const QString& key) {
+    announceKey(key);
+    Q_EMIT didChange();
+}
+
+QMetaObject::Connection Preferences::observe(const QString& key, const QObject* context,
+                                             std::function<void(const QVariant&)> callback) {
+    return connect(this, &Preferences::valueChanged, context,
+                   [this, key, callback = std::move(callback)](const QString& changed) {
+                       if (changed == key)
+                           callback(objectForKey(key));
+                   });
+}
+
+void Preferences::applyFirstRunDefaults() {
+    if (!m_db)
+        return;
+    {
+        Statement marker(m_db, "SELECT 1 FROM meta WHERE name = ?1");
+        if (!marker)
+            return;
+        sqlite3_bind_text(marker.get(), 1, kFirstRunMarker, -1, SQLITE_STATIC);
+        if (sqlite3_step(marker.get()) == SQLITE_ROW)
+            return;
+    }
+    // The settings pages show these while the keys are absent; a typed read would give
+    // false, false, "None" and 0.0 instead.
+    const QList<QPair<QString, QVariant>> defaults = {
+        {QStringLiteral("autoPlayOnLaunch"), QVariant(true)},
+        {QStringLiteral("pauseOnScreenLock"), QVariant(true)},
+        {QStringLiteral("transitionType"), QVariant(qint64(2))},
+        {QStringLiteral("transitionDuration"), QVariant(1.5)},
+    };
+    checkForExternalChanges();
+    if (!exec(m_db, "BEGIN IMMEDIATE"))
+        return;
+    // Read inside the transaction so a value another process has just written is not replaced.
+    bool ok = false;
+    const QHash<QString, QVariant> current = readAll(&ok);
+    QStringList written;
+    bool failed = !ok;
+    for (const auto& [key, value] : defaults) {
+        if (failed || current.contains(key))
+            continue;
+        if (!writeValue(key, value))
+            failed = true;
+        else
+            written.append(key);
+    }
+    if (!failed) {
+        Statement marker(m_db, "INSERT INTO meta (name, value) VALUES (?1, 1)");
+        sqlite3_bind_text(marker.get(), 1, kFirstRunMarker, -1, SQLITE_STATIC);
+        failed = sqlite3_step(marker.get()) != SQLITE_DONE;
+    }
+    if (failed || !exec(m_db, "COMMIT")) {
+        exec(m_db, "ROLLBACK");
+        return;
+    }
+    {
+        QWriteLocker locker(&m_lock);
+        m_values = current;
+        for (const auto& [key, value] : defaults) {
+            if (written.contains(key))
+                m_values.insert(key, value);
+        }
+    }
+    for (const QString& key : std::as_const(written))
+        announceKey(key);
+    if (!written.isEmpty())
+        Q_EMIT didChange();
+}

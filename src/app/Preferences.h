@@ -1,0 +1,116 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QObject>
+#include <QReadWriteLock>
+#include <QString>
+#include <QVariant>
+#include <QVariantList>
+
+#include <functional>
+#include <optional>
+
+struct sqlite3;
+class QFileSystemWatcher;
+
+// The user's preferences: a flat namespace of keys holding typed values, kept in one SQLite file.
+//
+// A value is exactly one of: bool, qint64, double, QString, QByteArray, or a QVariantList of
+// those. An invalid QVariant means "absent", which is always told apart from false, 0 or "".
+// Typed getters follow the store's rules for other types (see the README), never parsing
+// strings: a stored "true" is a string, not a boolean.
+//
+// didChange() follows every change, made in this process or by another one (the
+// orvanta-defaults command); valueChanged(key) names the key that changed.
+class Preferences : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(qint64 videoScaling READ videoScaling NOTIFY videoScalingChanged)
+
+public:
+    enum class Type { Absent, Bool, Integer, Double, String, Data, Array };
+
+    // Opens (creating when needed) the store at filePath. A file that is not a readable store
+    // is moved aside into the damaged-data folder first, so nothing is overwritten unseen.
+    explicit Preferences(const QString& filePath, QObject* parent = nullptr);
+    ~Preferences() override;
+
+    // The store of this user: $XDG_CONFIG_HOME/orvanta/preferences.sqlite3.
+    static Preferences& standard();
+    static QString standardFilePath();
+
+    QString filePath() const { return m_filePath; }
+    bool isOpen() const { return m_db != nullptr; }
+
+    // Typed reads; an absent key gives false, 0 and 0.0.
+    bool boolForKey(const QString& key) const;
+    qint64 integerForKey(const QString& key) const;
+    double doubleForKey(const QString& key) const;
+    // The stored value as it is, or an invalid QVariant when absent.
+    QVariant objectForKey(const QString& key) const;
+    // Present only when the stored value has that very type.
+    std::optional<QString> stringForKey(const QString& key) const;
+    std::optional<QByteArray> dataForKey(const QString& key) const;
+    std::optional<QVariantList> arrayForKey(const QString& key) const;
+
+    Type typeForKey(const QString& key) const;
+    QStringList allKeys() const;
+
+    // Typed writes. Each is one transaction: it lands whole or not at all.
+    bool set(const QString& key, bool value);
+    bool set(const QString& key, qint64 value);
+    bool set(const QString& key, int value) { return set(key, qint64(value)); }
+    bool set(const QString& key, double value);
+    bool set(const QString& key, const QString& value);
+    bool set(const QString& key, const char* value) { return set(key, QString::fromUtf8(value)); }
+    bool set(const QString& key, const QByteArray& value);
+    bool set(const QString& key, const QVariantList& value);
+    // Writes any value of a supported type; an invalid QVariant removes the key. Returns false
+    // (and logs) for a value the store cannot hold, leaving the stored value untouched.
+    bool setValue(const QString& key, const QVariant& value);
+    void removeObject(const QString& key);
+
+    // Observation of one key: callback runs with the new value (invalid when removed) after
+    // every change of that key, until context is destroyed or the connection is disconnected.
+    QMetaObject::Connection observe(const QString& key, const QObject* context,
+                                    std::function<void(const QVariant&)> callback);
+
+    qint64 videoScaling() const { return integerForKey(QStringLiteral("videoScaling")); }
+
+    // On the first start of a new installation, writes the keys whose settings-page default
+    // differs from the zero a typed read gives, so the program behaves as its pages show.
+    // Keys already present are left alone; later calls do nothing.
+    void applyFirstRunDefaults();
+
+    // Checks at once for changes made by other processes (normally noticed through the file
+    // watch). Returns true when something had changed.
+    bool checkForExternalChanges();
+
+    // Normalises a value to the store's types (int → qint64, float → double, QStringList →
+    // list of strings); an invalid QVariant when it cannot be stored.
+    static QVariant normalized(const QVariant& value);
+    static Type typeOf(const QVariant& value);
+
+Q_SIGNALS:
+    void didChange();
+    void valueChanged(const QString& key);
+    void videoScalingChanged(qint64 value);
+
+private:
+    bool open();
+    bool createSchema();
+    void moveDamagedFileAside(const QString& reason);
+    QHash<QString, QVariant> readAll(bool* ok) const;
+    bool writeValue(const QString& key, const QVariant& value);
+    void announce(const QString& key);
+    void announceKey(const QString& key);
+    void watchFile();
+    qint64 dataVersion() const;
+
+    QString m_filePath;
+    sqlite3* m_db = nullptr;
+    mutable QReadWriteLock m_lock;
+    QHash<QString, QVariant> m_values;
+    qint64 m_dataVersion = -1;
+    QFileSystemWatcher* m_watcher = nullptr;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <QVariant>
+
+#include <functional>
+#include <ostream>
+
+// Readable values in test failure messages.
+void PrintTo(const QString& value, std::ostream* os);
+void PrintTo(const QByteArray& value, std::ostream* os);
+void PrintTo(const QVariant& value, std::ostream* os);
+
+namespace testutil {
+
+// Runs the event loop until predicate holds or timeoutMs passes; returns the predicate's last
+// value. The timeout only keeps a broken test from hanging: tests assert on the outcome.
+bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 15000);
+
+// Lets queued events run for a short while (for checks that something did NOT happen).
+void processEventsFor(int ms);
+
+struct ProcessResult {
+    int exitCode = -1;
+    bool crashed = false;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs a program to its end with the current environment plus extraEnv ("NAME=value").
+ProcessResult runProcess(const QString& program, const QStringList& arguments,
+                         const QStringList& extraEnv = {}, const QByteArray& input = {});
+
+// Writes bytes to a file, creating parent folders.
+void writeFile(const QString& path, const QByteArray& bytes);
+
+} // namespace testutil
