@@ -25,6 +25,10 @@ void PrintTo(const QVariant& value, std::ostream* os) {
     *os << text.toStdString();
 }
 
+void PrintTo(const QUrl& value, std::ostream* os) {
+    *os << value.toString().toStdString();
+}
+
 namespace testutil {
 
 bool waitUntil(const std::function<bool()>& predicate, int timeoutMs) {

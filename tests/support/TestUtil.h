@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <QUrl>
 #include <QVariant>
 
 #include <functional>
@@ -13,6 +14,7 @@
 void PrintTo(const QString& value, std::ostream* os);
 void PrintTo(const QByteArray& value, std::ostream* os);
 void PrintTo(const QVariant& value, std::ostream* os);
+void PrintTo(const QUrl& value, std::ostream* os);
 
 namespace testutil {
 

@@ -1,0 +1,310 @@
+#include "library/FolderBookmarkManager.h"
+
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "support/LogCapture.h"
+#include "support/TestUtil.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <memory>
+
+namespace {
+
+const QString kFolders = QStringLiteral("com.orvanta.folders");
+const QString kKey = QStringLiteral("videoFoldersBookmarks");
+
+class FolderBookmarkManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(m_dir->isValid()) << "no writable temporary folder";
+        m_prefs = std::make_unique<Preferences>(m_dir->filePath(QStringLiteral("p.sqlite3")));
+        ASSERT_TRUE(m_prefs->isOpen());
+    }
+
+    QString makeFolder(const QString& name) {
+        const QString path = m_dir->filePath(name);
+        EXPECT_TRUE(QDir().mkpath(path));
+        return path;
+    }
+
+    void store(const QStringList& paths) {
+        QVariantList bookmarks;
+        for (const QString& path : paths)
+            bookmarks.append(QVariant(QFile::encodeName(path)));
+        m_prefs->set(kKey, bookmarks);
+    }
+
+    QStringList stored() const {
+        QStringList paths;
+        for (const QVariant& bookmark : m_prefs->arrayForKey(kKey).value_or(QVariantList()))
+            paths.append(QFile::decodeName(bookmark.toByteArray()));
+        return paths;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<Preferences> m_prefs;
+};
+
+using Urls = QList<QUrl>;
+
+TEST_F(FolderBookmarkManagerTest, NothingStoredGivesNoFolders) {
+    LogCapture log;
+    FolderBookmarkManager manager(*m_prefs);
+    EXPECT_TRUE(manager.folderURLs().isEmpty());
+    EXPECT_EQ(log.messages(kFolders), QStringList{"No bookmarks found in UserDefaults"});
+
+    // A value of another type, or an array holding anything but data, reads as nothing stored.
+    for (const QVariant& value :
+         {QVariant(QStringLiteral("/videos")),
+          QVariant(QVariantList{QByteArray("/videos"), QStringLiteral("/")})}) {
+        m_prefs->setValue(kKey, value);
+        log.clear();
+        manager.loadBookmarks();
+        EXPECT_TRUE(manager.folderURLs().isEmpty());
+        EXPECT_EQ(log.messages(kFolders), QStringList{"No bookmarks found in UserDefaults"});
+    }
+
+    m_prefs->set(kKey, QVariantList());
+    log.clear();
+    manager.loadBookmarks();
+    EXPECT_EQ(log.messages(kFolders), QStringList{"Found 0 bookmarks in UserDefaults"});
+}
+
+TEST_F(FolderBookmarkManagerTest, AddedFolderIsStoredAndSeenByEveryNewInstance) {
+    const QString path = makeFolder(QStringLiteral("Videos"));
+    LogCapture log;
+    FolderBookmarkManager manager(*m_prefs);
+    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    QSignalSpy urlsChanged(&manager, &FolderBookmarkManager::folderURLsChanged);
+
+    // A trailing slash names the same folder; the stored form is the cleaned absolute path.
+    EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(path + QStringLiteral("/"))));
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(urlsChanged.count(), 1);
+    EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(path)});
+    EXPECT_TRUE(manager.accessedURLs().contains(QUrl::fromLocalFile(path)));
+    EXPECT_EQ(stored(), QStringList{path});
+    EXPECT_TRUE(log.contains(kFolders, QStringLiteral("Saved bookmark for folder: ") + path));
+    EXPECT_TRUE(log.contains(kFolders,
+                             QStringLiteral("Added folder: %1 (security-scoped: yes)").arg(path)));
+
+    log.clear();
+    FolderBookmarkManager second(*m_prefs);
+    EXPECT_EQ(second.folderURLs(), Urls{QUrl::fromLocalFile(path)});
+    EXPECT_EQ(
+        log.messages(kFolders),
+        (QStringList{
+            "Found 1 bookmarks in UserDefaults",
+            QStringLiteral("Successfully accessed folder: %1 (security-scoped: yes)").arg(path)}));
+
+    // The same folder again, also in another Unicode spelling, is refused and changes nothing.
+    log.clear();
+    EXPECT_FALSE(second.addFolder(QUrl::fromLocalFile(path)));
+    EXPECT_EQ(log.messages(kFolders),
+              QStringList{QStringLiteral("Folder already exists: ") + path});
+    const QString composed = makeFolder(QStringLiteral("Caf\u00e9"));
+    EXPECT_TRUE(second.addFolder(QUrl::fromLocalFile(composed)));
+    EXPECT_FALSE(
+        second.addFolder(QUrl::fromLocalFile(m_dir->filePath(QStringLiteral("Cafe\u0301")))));
+    EXPECT_EQ(stored(), (QStringList{path, composed}));
+
+    // Letter case does count.
+    const QString lower = makeFolder(QStringLiteral("videos"));
+    EXPECT_TRUE(second.addFolder(QUrl::fromLocalFile(lower)));
+    EXPECT_EQ(second.folderURLs().size(), 3);
+    EXPECT_EQ(changed.count(), 3);
+}
+
+TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeBookmarkedIsNotAdded) {
+    const QString file = m_dir->filePath(QStringLiteral("file.txt"));
+    testutil::writeFile(file, "x");
+    const QString missing = m_dir->filePath(QStringLiteral("missing"));
+    const QList<QPair<QUrl, QString>> cases = {
+        {QUrl::fromLocalFile(missing),
+         QStringLiteral("The folder “%1” doesn't exist.").arg(missing)},
+        {QUrl::fromLocalFile(file), QStringLiteral("“%1” isn't a folder.").arg(file)},
+        {QUrl(QStringLiteral("https://example.com/v")),
+         QStringLiteral("The location “https://example.com/v” isn't a local folder.")}};
+    FolderBookmarkManager manager(*m_prefs);
+    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    for (const auto& [url, description] : cases) {
+        LogCapture log;
+        EXPECT_FALSE(manager.addFolder(url));
+        EXPECT_EQ(log.messages(kFolders),
+                  (QStringList{"Failed to create bookmark: " + description,
+                               "Failed to create regular bookmark: " + description}));
+        for (const LogCapture::Entry& entry : log.entries())
+            EXPECT_EQ(entry.type, QtCriticalMsg);
+    }
+    EXPECT_EQ(m_prefs->typeForKey(kKey), Preferences::Type::Absent);
+    EXPECT_EQ(changed.count(), 0);
+}
+
+TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRightBookmark) {
+    const QString vanished = makeFolder(QStringLiteral("Vanished"));
+    const QString first = makeFolder(QStringLiteral("First"));
+    const QString second = makeFolder(QStringLiteral("Second"));
+    store({vanished, first, second});
+    ASSERT_TRUE(QDir(vanished).removeRecursively());
+
+    LogCapture log;
+    FolderBookmarkManager manager(*m_prefs);
+    EXPECT_EQ(manager.folderURLs(),
+              (Urls{QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)}));
+    EXPECT_EQ(
+        log.count(kFolders, QStringLiteral("Failed to resolve bookmark: The folder “%1” doesn't "
+                                           "exist.")
+                                .arg(vanished)),
+        1);
+
+    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    manager.removeFolder(2);
+    manager.removeFolder(-1);
+    EXPECT_EQ(changed.count(), 0);
+    EXPECT_EQ(stored(), (QStringList{vanished, first, second}));
+
+    manager.removeFolder(0);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(second)});
+    EXPECT_EQ(stored(), (QStringList{vanished, second}));
+    EXPECT_EQ(FolderBookmarkManager(*m_prefs).folderURLs(), Urls{QUrl::fromLocalFile(second)});
+
+    // Once the folder is back, adding it stores a second bookmark beside the kept one.
+    makeFolder(QStringLiteral("Vanished"));
+    EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(vanished)));
+    EXPECT_EQ(stored(), (QStringList{vanished, second, vanished}));
+}
+
+TEST_F(FolderBookmarkManagerTest, OfEqualBookmarksTheFoldersOwnIsRemoved) {
+    const QString folder = makeFolder(QStringLiteral("Twice"));
+    const QString gone = m_dir->filePath(QStringLiteral("Gone"));
+    store({folder, gone, folder});
+    FolderBookmarkManager manager(*m_prefs);
+    ASSERT_EQ(manager.folderURLs().size(), 2);
+    manager.removeFolder(1);
+    EXPECT_EQ(stored(), (QStringList{folder, gone}));
+    manager.removeFolder(0);
+    EXPECT_EQ(stored(), QStringList{gone});
+    EXPECT_TRUE(manager.folderURLs().isEmpty());
+}
+
+// Out of file descriptors, a folder can't be listed but is still readable: it is shown, without
+// access, even to root.
+TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeListedButIsReadableIsShown) {
+    const QString path = makeFolder(QStringLiteral("Busy"));
+    store({path});
+    LogCapture log;
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const int lowestFree = ::open("/dev/null", O_RDONLY);
+    ASSERT_GE(lowestFree, 0);
+    close(lowestFree);
+    rlimit exhausted = limit;
+    exhausted.rlim_cur = rlim_t(lowestFree);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &exhausted), 0);
+    std::unique_ptr<FolderBookmarkManager> manager =
+        std::make_unique<FolderBookmarkManager>(*m_prefs);
+    setrlimit(RLIMIT_NOFILE, &limit);
+
+    EXPECT_EQ(manager->folderURLs(), Urls{QUrl::fromLocalFile(path)});
+    EXPECT_TRUE(manager->accessedURLs().isEmpty());
+    EXPECT_TRUE(log.contains(kFolders, QStringLiteral("Successfully accessed folder: %1 "
+                                                      "(security-scoped: no)")
+                                           .arg(path)));
+}
+
+// Permissions don't bind root. Run as root, these tests run again in a child copy of this
+// program that gives root up first.
+class FolderPermissionsTest : public FolderBookmarkManagerTest {
+protected:
+    void SetUp() override {
+        if (qEnvironmentVariableIsSet("ORVANTA_TEST_WITHOUT_ROOT") && geteuid() == 0) {
+            const gid_t nobody = 65534;
+            if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
+                GTEST_SKIP() << "cannot give up root";
+            if (!QTemporaryDir().isValid())
+                GTEST_SKIP() << "no temporary folder writable without root";
+        }
+        FolderBookmarkManagerTest::SetUp();
+    }
+
+    // Runs the current test in a child that is not root, and reports its outcome here.
+    static void runWithoutRoot() {
+        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+        const QString filter =
+            QStringLiteral("--gtest_filter=%1.%2")
+                .arg(QLatin1String(test->test_suite_name()), QLatin1String(test->name()));
+        const testutil::ProcessResult child = testutil::runProcess(
+            QCoreApplication::applicationFilePath(), {filter},
+            {QStringLiteral("ORVANTA_TEST_WITHOUT_ROOT=1"), QStringLiteral("GTEST_OUTPUT=")});
+        const QString output = QString::fromUtf8(child.out + child.err);
+        if (output.contains(QLatin1String("[  SKIPPED ] 1 test")))
+            GTEST_SKIP() << "permissions can't be checked here:\n" << qPrintable(output);
+        EXPECT_EQ(child.exitCode, 0) << qPrintable(output);
+        EXPECT_TRUE(output.contains(QLatin1String("[  PASSED  ] 1 test"))) << qPrintable(output);
+    }
+};
+
+TEST_F(FolderPermissionsTest, UnreadableFolderStaysStoredButIsNotShown) {
+    if (geteuid() == 0)
+        return runWithoutRoot();
+    const QString locked = makeFolder(QStringLiteral("Locked"));
+    const QString open = makeFolder(QStringLiteral("Open"));
+    store({locked, open});
+    ASSERT_TRUE(QFile::setPermissions(locked, QFileDevice::Permissions()));
+
+    LogCapture log;
+    FolderBookmarkManager manager(*m_prefs);
+    QFile::setPermissions(locked,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(open)});
+    const QString failed = QStringLiteral("Failed to access folder: ") + locked;
+    EXPECT_EQ(log.count(kFolders, failed), 1);
+    for (const LogCapture::Entry& entry : log.entries()) {
+        if (entry.message == failed) {
+            EXPECT_EQ(entry.type, QtCriticalMsg);
+        }
+    }
+    EXPECT_EQ(stored(), (QStringList{locked, open}));
+}
+
+TEST_F(FolderPermissionsTest, UnreadableSubFolderIsLoggedAndTheWalkGoesOn) {
+    if (geteuid() == 0)
+        return runWithoutRoot();
+    const QString root = makeFolder(QStringLiteral("Root"));
+    for (const char* name : {"a.mp4", "locked/b.mp4", "z/c.mp4"})
+        testutil::writeFile(root + u'/' + QLatin1String(name), "x");
+    const QString locked = root + QStringLiteral("/locked");
+    ASSERT_TRUE(QFile::setPermissions(locked, QFileDevice::Permissions()));
+
+    FolderBookmarkManager manager(*m_prefs);
+    LogCapture log;
+    const Urls found = manager.scanFolder(QUrl::fromLocalFile(root), true);
+    const Urls flat = manager.scanFolder(QUrl::fromLocalFile(root), false);
+    QFile::setPermissions(locked,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+
+    EXPECT_EQ(found, (Urls{QUrl::fromLocalFile(root + QStringLiteral("/a.mp4")),
+                           QUrl::fromLocalFile(root + QStringLiteral("/z/c.mp4"))}));
+    EXPECT_EQ(flat, Urls{QUrl::fromLocalFile(root + QStringLiteral("/a.mp4"))});
+    ASSERT_EQ(log.entries().size(), 1);
+    EXPECT_EQ(log.entries().front().category, QStringLiteral("default"));
+    EXPECT_EQ(log.entries().front().type, QtCriticalMsg);
+    EXPECT_EQ(log.entries().front().message,
+              QStringLiteral("Error accessing %1: Permission denied").arg(locked));
+}
+
+} // namespace
