@@ -4,6 +4,7 @@
 //   folder_scan_bench [DIR]   the tree is made in DIR (kept for later runs) or in a temporary
 //                             folder: 100,000 empty files in 1,000 folders, 1 % videos by name.
 
+#include "BenchUtil.h"
 #include "app/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/VideoFileTypes.h"
@@ -17,18 +18,17 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <vector>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
+using benchutil::median;
+using benchutil::millisecondsOf;
 
 namespace {
 
@@ -37,19 +37,6 @@ constexpr int kFilesPerFolder = 100;
 constexpr int kRuns = 7;
 constexpr int kColdStartRuns = 5;
 const char* const kColdStartFlag = "--mime-cold-start";
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
-double millisecondsOf(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-        .count();
-}
 
 // Folder k (1...1000) lies in folder k / 10, folder 0 being the root: four levels deep.
 QString folderPath(const QString& root, int k) {
@@ -77,22 +64,12 @@ bool makeTree(const QString& root) {
 }
 
 double runFind(const QString& root) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    const QByteArray path = QFile::encodeName(root);
-    char find[] = "find";
-    char type[] = "-type";
-    char file[] = "f";
-    char* argv[] = {find, const_cast<char*>(path.constData()), type, file, nullptr};
-    int status = -1;
+    bool ok = false;
     const double ms = millisecondsOf([&] {
-        pid_t pid = 0;
-        if (posix_spawnp(&pid, "find", &actions, nullptr, argv, environ) == 0)
-            waitpid(pid, &status, 0);
+        ok = benchutil::runQuietly(
+            {QStringLiteral("find"), root, QStringLiteral("-type"), QStringLiteral("f")});
     });
-    posix_spawn_file_actions_destroy(&actions);
-    return status == 0 ? ms : -1;
+    return ok ? ms : -1;
 }
 
 // In a fresh process: the first classification builds the table.

@@ -7,3 +7,5 @@ Q_DECLARE_LOGGING_CATEGORY(lcPlayback)
 Q_DECLARE_LOGGING_CATEGORY(lcFolders)
 Q_DECLARE_LOGGING_CATEGORY(lcLaunch)
 Q_DECLARE_LOGGING_CATEGORY(lcPreferences)
+// Messages of the mpv players themselves, warnings and worse.
+Q_DECLARE_LOGGING_CATEGORY(lcMpv)

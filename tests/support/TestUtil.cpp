@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <QDebug>
@@ -72,6 +73,30 @@ ProcessResult runProcess(const QString& program, const QStringList& arguments,
     result.out = process.readAllStandardOutput();
     result.err = process.readAllStandardError();
     return result;
+}
+
+bool encodeClip(const QString& outputPath, const ClipSpec& clip) {
+    const QString ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    if (ffmpeg.isEmpty())
+        return false;
+    QDir().mkpath(QFileInfo(outputPath).absolutePath());
+    const QString source =
+        QStringLiteral("%1%2size=%3:rate=%4:duration=%5")
+            .arg(clip.source,
+                 clip.source.contains(QLatin1Char('=')) ? QStringLiteral(":") : QStringLiteral("="),
+                 clip.size, QString::number(clip.rate), QString::number(clip.seconds));
+    QStringList arguments{QStringLiteral("-v"),
+                          QStringLiteral("error"),
+                          QStringLiteral("-y"),
+                          QStringLiteral("-f"),
+                          QStringLiteral("lavfi"),
+                          QStringLiteral("-i"),
+                          source};
+    // More inputs may come first among the extra arguments, so they precede output options.
+    arguments += clip.extraArguments;
+    arguments += {QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath};
+    const ProcessResult result = runProcess(ffmpeg, arguments);
+    return result.exitCode == 0 && QFileInfo(outputPath).size() > 0;
 }
 
 void writeFile(const QString& path, const QByteArray& bytes) {

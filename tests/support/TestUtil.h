@@ -36,6 +36,20 @@ struct ProcessResult {
 ProcessResult runProcess(const QString& program, const QStringList& arguments,
                          const QStringList& extraEnv = {}, const QByteArray& input = {});
 
+// A clip encoded by ffmpeg from one of its test sources.
+struct ClipSpec {
+    double seconds = 1.0;
+    QString size = QStringLiteral("160x90");
+    int rate = 10;
+    // An ffmpeg lavfi source without size, rate or duration ("testsrc", "color=c=red").
+    QString source = QStringLiteral("testsrc");
+    // More ffmpeg arguments after the first input: further inputs, output options.
+    QStringList extraArguments;
+};
+
+// Encodes a clip to outputPath (its suffix picks the container); false when ffmpeg fails.
+bool encodeClip(const QString& outputPath, const ClipSpec& clip = {});
+
 // Writes bytes to a file, creating parent folders.
 void writeFile(const QString& path, const QByteArray& bytes);
 

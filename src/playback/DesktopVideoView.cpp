@@ -1,0 +1,185 @@
+#include "playback/DesktopVideoView.h"
+
+#include "app/Preferences.h"
+#include "playback/VideoPlayerManager.h"
+#include "playback/VideoSurface.h"
+
+#include <QEasingCurve>
+#include <QPropertyAnimation>
+
+namespace {
+
+const QString kVideoScaling = QStringLiteral("videoScaling");
+
+} // namespace
+
+DesktopVideoView::DesktopVideoView(QQuickItem* parent)
+    : QQuickItem(parent) {
+    // Cropped video must not spill over the window's edge.
+    setClip(true);
+    m_fadeTimer.setSingleShot(true);
+    connect(&m_fadeTimer, &QTimer::timeout, this, [this] {
+        if (auto finish = std::exchange(m_finish, {})) {
+            finish();
+            Q_EMIT transitionFinished();
+        }
+    });
+    m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
+    m_scalingObserver =
+        Preferences::standard().observe(kVideoScaling, this, [this](const QVariant&) {
+            setScaling(scalingFor(Preferences::standard().integerForKey(kVideoScaling)));
+        });
+}
+
+DesktopVideoView::~DesktopVideoView() {
+    disconnect(m_scalingObserver);
+}
+
+DesktopVideoView::Scaling DesktopVideoView::scalingFor(qint64 stored) {
+    switch (stored) {
+    case 1:
+        return Scaling::Fit;
+    case 2:
+        return Scaling::Stretch;
+    default:
+        return Scaling::Fill;
+    }
+}
+
+QRectF DesktopVideoView::videoRect(const QRectF& area, QSize videoSize, Scaling scaling) {
+    if (scaling == Scaling::Stretch || videoSize.isEmpty() || area.isEmpty())
+        return area;
+    const qreal videoAspect = qreal(videoSize.width()) / videoSize.height();
+    const qreal areaAspect = area.width() / area.height();
+    const bool wider = videoAspect > areaAspect;
+    QSizeF size;
+    // Fit matches the longer side, fill the shorter one.
+    if (wider == (scaling == Scaling::Fit))
+        size = QSizeF(area.width(), area.width() / videoAspect);
+    else
+        size = QSizeF(area.height() * videoAspect, area.height());
+    QRectF rect(QPointF(), size);
+    rect.moveCenter(area.center());
+    return rect;
+}
+
+void DesktopVideoView::setPlayers(Player* playerA, Player* playerB) {
+    finishTransition();
+    delete m_surfaceA;
+    delete m_surfaceB;
+    m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
+    m_surfaceB = new VideoSurface(this);
+    m_surfaceA = new VideoSurface(this);
+    for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()})
+        connect(surface, &VideoSurface::videoSizeChanged, this, &DesktopVideoView::layoutSurfaces);
+    m_surfaceA->setPlayer(playerA);
+    m_surfaceB->setPlayer(playerB);
+    m_surfaceA->setZ(1);
+    m_surfaceB->setZ(0);
+    m_surfaceA->setOpacity(1.0);
+    m_surfaceB->setOpacity(0.0);
+    m_isPlayerAActive = true;
+    layoutSurfaces();
+}
+
+void DesktopVideoView::transition(bool toPlayerA) {
+    if (m_isPlayerAActive == toPlayerA)
+        return;
+    finishTransition();
+    const qint64 type = VideoPlayerManager::transitionType();
+    const double duration = VideoPlayerManager::transitionDuration();
+    QPointer<VideoSurface> incoming = toPlayerA ? m_surfaceA : m_surfaceB;
+    QPointer<VideoSurface> outgoing = toPlayerA ? m_surfaceB : m_surfaceA;
+    m_isPlayerAActive = toPlayerA;
+    if (!incoming || !outgoing) {
+        if (incoming)
+            incoming->setOpacity(1.0);
+        if (outgoing)
+            outgoing->setOpacity(0.0);
+        Q_EMIT transitionFinished();
+        return;
+    }
+    const int milliseconds = int(duration * 1000.0);
+    if (type == 0) {
+        incoming->setOpacity(1.0);
+        outgoing->setOpacity(0.0);
+        Q_EMIT transitionFinished();
+        return;
+    }
+    if (type == 1) {
+        // Through black: the outgoing video fades out, the incoming one plays unseen until the
+        // fade is over and then appears at once.
+        m_animation = new QPropertyAnimation(outgoing, "opacity", this);
+        m_animation->setDuration(milliseconds);
+        m_animation->setEndValue(0.0);
+        m_finish = [this, incoming, outgoing] {
+            if (outgoing)
+                outgoing->setOpacity(0.0);
+            if (incoming)
+                incoming->setOpacity(1.0);
+        };
+        m_animation->start(QAbstractAnimation::DeleteWhenStopped);
+        connect(m_animation, &QObject::destroyed, this, [this] { m_animation = nullptr; });
+        m_fadeTimer.start(milliseconds);
+        return;
+    }
+    // Cross dissolve: the incoming surface rises above the outgoing one and fades in over it.
+    // The outgoing one stays opaque beneath until the incoming one covers it, so the picture
+    // keeps its brightness through the middle of the dissolve.
+    incoming->setZ(1);
+    outgoing->setZ(0);
+    m_finish = [incoming, outgoing] {
+        if (incoming)
+            incoming->setOpacity(1.0);
+        if (outgoing)
+            outgoing->setOpacity(0.0);
+    };
+    m_animation = new QPropertyAnimation(incoming, "opacity", this);
+    m_animation->setDuration(milliseconds);
+    m_animation->setEndValue(1.0);
+    m_animation->setEasingCurve(QEasingCurve::InOutQuad);
+    connect(m_animation, &QPropertyAnimation::finished, this, [this] {
+        if (auto finish = std::exchange(m_finish, {})) {
+            finish();
+            Q_EMIT transitionFinished();
+        }
+    });
+    connect(m_animation, &QObject::destroyed, this, [this] { m_animation = nullptr; });
+    m_animation->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+void DesktopVideoView::finishTransition() {
+    m_fadeTimer.stop();
+    if (m_animation) {
+        QPropertyAnimation* animation = std::exchange(m_animation, nullptr);
+        animation->disconnect(this);
+        animation->stop();
+    }
+    if (auto finish = std::exchange(m_finish, {})) {
+        finish();
+        Q_EMIT transitionFinished();
+    }
+}
+
+void DesktopVideoView::setScaling(Scaling scaling) {
+    if (scaling == m_scaling)
+        return;
+    m_scaling = scaling;
+    layoutSurfaces();
+}
+
+void DesktopVideoView::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
+    QQuickItem::geometryChange(newGeometry, oldGeometry);
+    layoutSurfaces();
+}
+
+void DesktopVideoView::layoutSurfaces() {
+    const QRectF area(QPointF(), size());
+    for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()}) {
+        if (!surface)
+            continue;
+        const QRectF rect = videoRect(area, surface->videoSize(), m_scaling);
+        surface->setPosition(rect.topLeft());
+        surface->setSize(rect.size());
+    }
+}

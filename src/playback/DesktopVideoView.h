@@ -1,0 +1,67 @@
+#pragma once
+
+#include "playback/VideoSurface.h"
+
+#include <QPointer>
+#include <QQuickItem>
+#include <QTimer>
+
+#include <functional>
+
+class Player;
+class QPropertyAnimation;
+
+// The content of a desktop window: two stacked video surfaces, one for each of a player
+// manager's two players, of which one is meant to be visible. A switch between them cuts,
+// fades through black or cross-dissolves, as the preferences say at that moment; the surfaces'
+// geometry follows the "videoScaling" preference live (fill crops, fit letterboxes, stretch
+// ignores the aspect).
+class DesktopVideoView : public QQuickItem {
+    Q_OBJECT
+
+public:
+    enum class Scaling { Fill, Fit, Stretch };
+    Q_ENUM(Scaling)
+
+    explicit DesktopVideoView(QQuickItem* parent = nullptr);
+    ~DesktopVideoView() override;
+
+    // 1 fits, 2 stretches, anything else fills.
+    static Scaling scalingFor(qint64 stored);
+    // Where a video of videoSize lies in area for a scaling mode.
+    static QRectF videoRect(const QRectF& area, QSize videoSize, Scaling scaling);
+
+    // (Re)builds the two surfaces: A visible on top, B transparent beneath.
+    void setPlayers(Player* playerA, Player* playerB);
+    // Makes player A's surface (true) or player B's (false) the visible one.
+    void transition(bool toPlayerA);
+
+    bool isPlayerAActive() const { return m_isPlayerAActive; }
+    bool isTransitionRunning() const { return bool(m_finish); }
+    Scaling scaling() const { return m_scaling; }
+    VideoSurface* surfaceA() const { return m_surfaceA; }
+    VideoSurface* surfaceB() const { return m_surfaceB; }
+
+Q_SIGNALS:
+    // The surfaces reached the end state of the last switch.
+    void transitionFinished();
+
+protected:
+    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+
+private:
+    void layoutSurfaces();
+    void setScaling(Scaling scaling);
+    // Jumps a running switch to its end state.
+    void finishTransition();
+
+    QPointer<VideoSurface> m_surfaceA;
+    QPointer<VideoSurface> m_surfaceB;
+    bool m_isPlayerAActive = true;
+    Scaling m_scaling = Scaling::Fill;
+    QPropertyAnimation* m_animation = nullptr;
+    QTimer m_fadeTimer;
+    // The end state of the running switch; empty when none runs.
+    std::function<void()> m_finish;
+    QMetaObject::Connection m_scalingObserver;
+};

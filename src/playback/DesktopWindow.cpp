@@ -1,0 +1,22 @@
+#include "playback/DesktopWindow.h"
+
+#include <QScreen>
+
+DesktopWindow::DesktopWindow(QScreen* screen) {
+    setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint |
+             Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
+    setTitle(QStringLiteral("Orvanta"));
+    setColor(Qt::black);
+    if (screen) {
+        setScreen(screen);
+        setGeometry(screen->geometry());
+    }
+}
+
+DesktopWindow::~DesktopWindow() = default;
+
+void DesktopWindow::showOnDesktop() {
+    create();
+    applyPlatformHints();
+    show();
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QQuickWindow>
+
+class QScreen;
+
+// A frameless window covering one screen at the level of the desktop background: below every
+// other window, on all virtual desktops, out of the taskbar and pager, transparent to the pointer
+// and never focused. The platform hints live in the platform's own file.
+class DesktopWindow : public QQuickWindow {
+    Q_OBJECT
+
+public:
+    explicit DesktopWindow(QScreen* screen);
+    ~DesktopWindow() override;
+
+    // Shows the window without taking focus, with the desktop hints set before it is mapped.
+    void showOnDesktop();
+
+private:
+    // Sets the platform's desktop-window hints on the created, not yet mapped window.
+    void applyPlatformHints();
+};

@@ -1,0 +1,198 @@
+#include "playback/MpvSoftwareRenderer.h"
+
+#include "app/Logging.h"
+
+#include <mpv/render.h>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr size_t kAlignment = 64;
+
+size_t strideFor(int width) {
+    return (size_t(width) * 4 + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+} // namespace
+
+struct MpvSoftwareRenderer::Buffer {
+    explicit Buffer(QSize bufferSize)
+        : size(bufferSize)
+        , stride(strideFor(bufferSize.width()))
+        , data(
+              static_cast<uchar*>(std::aligned_alloc(kAlignment, stride * size_t(size.height())))) {
+    }
+    ~Buffer() { std::free(data); }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+
+    QSize size;
+    size_t stride;
+    uchar* data;
+};
+
+MpvSoftwareRenderer::MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent)
+    : QObject(parent) {
+    char apiType[] = MPV_RENDER_API_TYPE_SW;
+    mpv_render_param params[] = {
+        {MPV_RENDER_PARAM_API_TYPE, apiType},
+        {MPV_RENDER_PARAM_INVALID, nullptr},
+    };
+    const int rc = mpv_render_context_create(&m_context, mpv, params);
+    if (rc < 0) {
+        qCCritical(lcPlayback, "Cannot create the video renderer: %s", mpv_error_string(rc));
+        m_context = nullptr;
+        return;
+    }
+    // Called on mpv's threads, which must not be held up: only wake the renderer.
+    mpv_render_context_set_update_callback(
+        m_context, [](void* self) { static_cast<MpvSoftwareRenderer*>(self)->wake(false); }, this);
+    m_thread = std::thread([this] { run(); });
+}
+
+MpvSoftwareRenderer::~MpvSoftwareRenderer() {
+    if (!m_context)
+        return;
+    {
+        std::lock_guard lock(m_mutex);
+        m_stop = true;
+    }
+    m_wakeup.notify_one();
+    m_thread.join();
+    mpv_render_context_free(m_context);
+}
+
+void MpvSoftwareRenderer::setTargetSize(const void* client, QSize size) {
+    std::lock_guard lock(m_mutex);
+    for (auto& entry : m_clients) {
+        if (entry.first == client) {
+            if (entry.second == size)
+                return;
+            entry.second = size;
+            m_forceRender = !size.isEmpty();
+            m_pending = true;
+            m_wakeup.notify_one();
+            return;
+        }
+    }
+    m_clients.emplace_back(client, size);
+    m_forceRender = !size.isEmpty();
+    m_pending = true;
+    m_wakeup.notify_one();
+}
+
+void MpvSoftwareRenderer::removeClient(const void* client) {
+    std::lock_guard lock(m_mutex);
+    std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
+}
+
+QImage MpvSoftwareRenderer::latestFrame(quint64* serial) const {
+    std::lock_guard lock(m_mutex);
+    if (serial)
+        *serial = m_readySerial;
+    if (!m_ready)
+        return {};
+    auto* holder = new std::shared_ptr<Buffer>(m_ready);
+    const Buffer& buffer = **holder;
+    return QImage(
+        static_cast<const uchar*>(buffer.data), buffer.size.width(), buffer.size.height(),
+        qsizetype(buffer.stride), QImage::Format_RGB32,
+        [](void* info) { delete static_cast<std::shared_ptr<Buffer>*>(info); }, holder);
+}
+
+void MpvSoftwareRenderer::wake(bool force) {
+    {
+        std::lock_guard lock(m_mutex);
+        m_pending = true;
+        m_forceRender = m_forceRender || force;
+    }
+    m_wakeup.notify_one();
+}
+
+std::shared_ptr<MpvSoftwareRenderer::Buffer> MpvSoftwareRenderer::freeBuffer(QSize size) {
+    // Only the pool holding a buffer means no image of it is alive.
+    std::shared_ptr<Buffer>* spare = nullptr;
+    for (auto& buffer : m_pool) {
+        if (buffer == m_ready || buffer.use_count() != 1)
+            continue;
+        if (buffer->size == size)
+            return buffer;
+        spare = &buffer;
+    }
+    auto fresh = std::make_shared<Buffer>(size);
+    if (spare)
+        *spare = fresh;
+    else
+        m_pool.push_back(fresh);
+    return fresh;
+}
+
+void MpvSoftwareRenderer::run() {
+    // Frames nobody shows are taken into this without being drawn.
+    Buffer scratch(QSize(16, 16));
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wakeup.wait(lock, [this] { return m_stop || m_pending; });
+        if (m_stop)
+            return;
+        m_pending = false;
+        const bool force = m_forceRender;
+        m_forceRender = false;
+        QSize size;
+        for (const auto& entry : m_clients) {
+            if (entry.second.width() * entry.second.height() > size.width() * size.height())
+                size = entry.second;
+        }
+        lock.unlock();
+
+        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
+        if (!newFrame && (!force || size.isEmpty())) {
+            lock.lock();
+            continue;
+        }
+        const bool skip = size.isEmpty();
+        std::shared_ptr<Buffer> target;
+        if (!skip) {
+            lock.lock();
+            target = freeBuffer(size);
+            lock.unlock();
+        }
+        Buffer& buffer = skip ? scratch : *target;
+        int renderSize[2] = {buffer.size.width(), buffer.size.height()};
+        char format[] = "bgra";
+        size_t stride = buffer.stride;
+        int skipRendering = skip ? 1 : 0;
+        mpv_render_param params[] = {
+            {MPV_RENDER_PARAM_SW_SIZE, renderSize},
+            {MPV_RENDER_PARAM_SW_FORMAT, format},
+            {MPV_RENDER_PARAM_SW_STRIDE, &stride},
+            {MPV_RENDER_PARAM_SW_POINTER, buffer.data},
+            {MPV_RENDER_PARAM_SKIP_RENDERING, &skipRendering},
+            {MPV_RENDER_PARAM_INVALID, nullptr},
+        };
+        const int rc = mpv_render_context_render(m_context, params);
+        lock.lock();
+        if (rc < 0 || skip) {
+            if (skip)
+                ++m_skippedFrames;
+            continue;
+        }
+        m_ready = target;
+        ++m_readySerial;
+        ++m_renderedFrames;
+        announce();
+    }
+}
+
+void MpvSoftwareRenderer::announce() {
+    if (m_announced.exchange(true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_announced = false;
+            Q_EMIT frameReady();
+        },
+        Qt::QueuedConnection);
+}

@@ -1,0 +1,361 @@
+#include "playback/VideoPlayerManager.h"
+
+#include "app/Logging.h"
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/MpvPlayer.h"
+#include "playback/PlaylistManager.h"
+
+#include <QFileInfo>
+
+#include <cmath>
+
+namespace {
+
+const QString kPlaybackRate = QStringLiteral("playbackRate");
+const QString kTransitionType = QStringLiteral("transitionType");
+const QString kTransitionDuration = QStringLiteral("transitionDuration");
+const QString kPreventDisplaySleep = QStringLiteral("preventDisplaySleep");
+const QString kAudioMuted = QStringLiteral("audioMuted");
+const QString kAudioVolume = QStringLiteral("audioVolume");
+
+constexpr double kPeriodicInterval = 0.5;
+
+// A stored number read as single precision, as the settings pages store it; none for any other
+// type or absence.
+std::optional<float> storedFloat(const QVariant& value) {
+    switch (Preferences::typeOf(value)) {
+    case Preferences::Type::Double:
+        return float(value.toDouble());
+    case Preferences::Type::Integer:
+        return float(value.toLongLong());
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+VideoPlayerManager::VideoPlayerManager(const QString& screenId, PlayerFactory factory,
+                                       QObject* parent)
+    : QObject(parent)
+    , m_screenId(screenId)
+    , m_preferences(Preferences::standard()) {
+    if (!factory)
+        factory = [](QObject* owner) {
+            return new MpvPlayer(owner);
+        };
+    m_playerA = factory(this);
+    m_playerB = factory(this);
+    m_activePlayer = m_playerA;
+    m_playlistManager = new PlaylistManager(screenId, this);
+    m_folderManager = new FolderBookmarkManager(m_preferences, this);
+
+    for (Player* player : {m_playerA, m_playerB}) {
+        connect(player, &Player::statusChanged, this,
+                [this, player](quint64 item, Player::Status status) {
+                    handleStatus(player, item, status);
+                });
+        connect(player, &Player::didPlayToEnd, this, [this, player](quint64 item) {
+            if (!m_endObservation || m_endObservation->player != player ||
+                m_endObservation->item != item)
+                return;
+            qCInfo(lcPlayback, "Video reached end, advancing to next");
+            handleEndOfVideo();
+        });
+        connect(player, &Player::failedToPlayToEnd, this,
+                [this, player](quint64 item, const QString& error) {
+                    if (!m_endObservation || m_endObservation->player != player ||
+                        m_endObservation->item != item)
+                        return;
+                    const QString description =
+                        error.isEmpty() ? QStringLiteral("unknown error") : error;
+                    qCCritical(lcPlayback, "Playback failed mid-video: %s",
+                               qUtf8Printable(description));
+                    handleEndOfVideo();
+                });
+    }
+    applySettings(true);
+    loadPlaylist();
+    m_settingsObserver =
+        connect(&m_preferences, &Preferences::didChange, this, [this] { applySettings(false); });
+}
+
+VideoPlayerManager::~VideoPlayerManager() {
+    disconnect(m_settingsObserver);
+    stop();
+}
+
+QString VideoPlayerManager::currentVideoName() const {
+    if (m_currentVideoURL.isEmpty())
+        return QStringLiteral("No video");
+    return QFileInfo(m_currentVideoURL.toLocalFile()).completeBaseName();
+}
+
+void VideoPlayerManager::setIsPlaying(bool playing) {
+    if (playing == m_isPlaying)
+        return;
+    m_isPlaying = playing;
+    Q_EMIT isPlayingChanged(playing);
+}
+
+void VideoPlayerManager::loadPlaylist() {
+    PlaylistPersistence& persistence = PlaylistPersistence::forScreen(m_screenId);
+    if (const auto playlist = persistence.assignedPlaylist()) {
+        m_playlistManager->setUsingNamedPlaylist(true);
+        QList<QUrl> urls = playlist->playableURLs();
+        if (playlist->shuffleEnabled)
+            PlaylistManager::shuffle(urls);
+        m_playlistManager->setVideoURLs(urls);
+        m_playlistManager->setCurrentIndex(-1);
+        m_currentVideoIndex = -1;
+        setTotalVideoCount(int(urls.size()));
+        qCInfo(lcPlayback, "Loaded %d videos from playlist '%s'", int(urls.size()),
+               qUtf8Printable(playlist->name));
+        return;
+    }
+    m_folderManager->loadBookmarks();
+    const QList<QUrl> urls = m_folderManager->loadVideos();
+    m_playlistManager->setVideos(urls);
+    m_currentVideoIndex = -1;
+    setTotalVideoCount(int(m_playlistManager->videoURLs().size()));
+    qCInfo(lcPlayback, "Loaded %d videos from folders", int(urls.size()));
+}
+
+void VideoPlayerManager::play() {
+    if (m_playlistManager->videoURLs().isEmpty()) {
+        qCInfo(lcPlayback, "No videos to play");
+        return;
+    }
+    if (m_currentVideoIndex >= 0)
+        m_activePlayer->setRate(playbackRate());
+    else
+        nextVideo();
+    setIsPlaying(true);
+}
+
+void VideoPlayerManager::stop() {
+    m_playerA->pause();
+    m_playerB->pause();
+    setIsPlaying(false);
+    removeTimeObservers(m_activePlayer);
+    removeEndObservers();
+    m_playerA->empty();
+    m_playerB->empty();
+    // A verdict on an item that was just taken out of its player means nothing any more.
+    m_statusObservation.reset();
+    m_currentVideoIndex = -1;
+    setCurrentIndex(-1);
+    setCurrentTime(0.0);
+    setDuration(0.0);
+    m_isPreparingNextVideo = false;
+}
+
+void VideoPlayerManager::nextVideo() {
+    advance(Direction::Next);
+}
+
+void VideoPlayerManager::previousVideo() {
+    advance(Direction::Previous);
+}
+
+void VideoPlayerManager::advance(Direction direction) {
+    if (m_isPreparingNextVideo)
+        return;
+    m_isPreparingNextVideo = true;
+    const std::optional<QUrl> url = direction == Direction::Next
+                                        ? m_playlistManager->nextVideo(m_currentVideoIndex)
+                                        : m_playlistManager->previousVideo(m_currentVideoIndex);
+    if (!url) {
+        if (direction == Direction::Next)
+            qCInfo(lcPlayback, "No next video available");
+        else
+            qCInfo(lcPlayback, "No previous video available");
+        m_isPreparingNextVideo = false;
+        return;
+    }
+    m_currentVideoIndex = int(m_playlistManager->currentIndex());
+    setCurrentIndex(m_currentVideoIndex);
+    m_currentVideoURL = *url;
+    Q_EMIT currentVideoURLChanged();
+
+    Player* target = m_activePlayer == m_playerA ? m_playerB : m_playerA;
+    // The target's rate is not touched by the manager; the player loads the item paused.
+    m_statusObservation = PendingItem{target, 0};
+    m_statusObservation->item = target->load(*url);
+}
+
+void VideoPlayerManager::handleStatus(Player* player, quint64 item, Player::Status status) {
+    if (!m_statusObservation || m_statusObservation->player != player ||
+        m_statusObservation->item != item)
+        return;
+    if (status == Player::Status::ReadyToPlay) {
+        transition(player);
+        m_consecutiveFailures = 0;
+        m_isPreparingNextVideo = false;
+        return;
+    }
+    if (status != Player::Status::Failed)
+        return;
+    const QString error = player->errorDescription();
+    qCCritical(lcPlayback, "Failed to load video: %s",
+               qUtf8Printable(error.isEmpty() ? QStringLiteral("Unknown error") : error));
+    ++m_consecutiveFailures;
+    if (m_consecutiveFailures < m_playlistManager->videoURLs().size()) {
+        m_isPreparingNextVideo = false;
+        // A failure always moves forward, also after a step back.
+        nextVideo();
+    } else {
+        qCCritical(lcPlayback, "All videos failed to load");
+        m_isPreparingNextVideo = false;
+    }
+}
+
+void VideoPlayerManager::transition(Player* newPlayer) {
+    Player* oldPlayer = m_activePlayer;
+    m_activePlayer = newPlayer;
+    removeTimeObservers(oldPlayer);
+    removeEndObservers();
+    // The new player starts even while not playing; the old one plays on to its last frame.
+    newPlayer->setRate(playbackRate());
+    updateDuration();
+
+    const QPointer<VideoPlayerManager> self(this);
+    m_periodicTimeObserverToken =
+        newPlayer->addPeriodicTimeObserver(kPeriodicInterval, [self](double time) {
+            if (!self)
+                return;
+            self->setCurrentTime(time);
+            if (self->m_duration == 0.0)
+                self->updateDuration();
+        });
+    installEarlyAdvance();
+    installEndObservers();
+    Q_EMIT videoPlayerDidTransition(newPlayer, oldPlayer);
+}
+
+void VideoPlayerManager::updateDuration() {
+    const Player::Duration length = m_activePlayer->duration();
+    setDuration(m_activePlayer->currentItem() != 0 && length.isUsable() ? length.seconds : 0.0);
+}
+
+void VideoPlayerManager::installEarlyAdvance() {
+    if (m_activePlayer->currentItem() == 0)
+        return;
+    if (transitionType() == 0)
+        return;
+    const Player::Duration length = m_activePlayer->duration();
+    if (!length.isUsable())
+        return;
+    const double t = transitionDuration();
+    if (!(length.seconds > t + 1.0))
+        return;
+    const QPointer<VideoPlayerManager> self(this);
+    m_timeObserverToken = m_activePlayer->addBoundaryTimeObserver(length.seconds - t, [self] {
+        if (self)
+            self->nextVideo();
+    });
+}
+
+void VideoPlayerManager::installEndObservers() {
+    if (m_activePlayer->currentItem() == 0)
+        return;
+    m_endObservation = PendingItem{m_activePlayer, m_activePlayer->currentItem()};
+}
+
+void VideoPlayerManager::removeEndObservers() {
+    m_endObservation.reset();
+}
+
+void VideoPlayerManager::removeTimeObservers(Player* player) {
+    if (m_timeObserverToken) {
+        player->removeTimeObserver(*m_timeObserverToken);
+        m_timeObserverToken.reset();
+    }
+    if (m_periodicTimeObserverToken) {
+        player->removeTimeObserver(*m_periodicTimeObserverToken);
+        m_periodicTimeObserverToken.reset();
+    }
+}
+
+void VideoPlayerManager::handleEndOfVideo() {
+    removeEndObservers();
+    if (!m_playlistManager->loopEnabled() &&
+        m_currentVideoIndex >= m_playlistManager->videoURLs().size() - 1) {
+        qCInfo(lcPlayback, "Playlist complete, not looping");
+        // The players are left as they are: the last frame stays on screen.
+        setIsPlaying(false);
+        return;
+    }
+    nextVideo();
+}
+
+void VideoPlayerManager::applySettings(bool atCreation) {
+    const bool preventSleep = m_preferences.boolForKey(kPreventDisplaySleep);
+    const QVariant mutedValue = m_preferences.objectForKey(kAudioMuted);
+    const bool muted =
+        Preferences::typeOf(mutedValue) == Preferences::Type::Bool ? mutedValue.toBool() : true;
+    const float volume = storedFloat(m_preferences.objectForKey(kAudioVolume)).value_or(0.5f);
+    const double rate = playbackRate();
+    for (Player* player : {m_playerA, m_playerB}) {
+        player->setPreventsDisplaySleep(preventSleep);
+        player->setMuted(muted);
+        player->setVolume(double(volume));
+        if (!atCreation)
+            player->setRate(m_isPlaying ? rate : 0.0);
+    }
+}
+
+double VideoPlayerManager::playbackRate() {
+    const float stored =
+        storedFloat(Preferences::standard().objectForKey(kPlaybackRate)).value_or(1.0f);
+    if (!(stored > 0.5f))
+        return 0.5;
+    if (stored > 2.0f)
+        return 2.0;
+    return double(stored);
+}
+
+qint64 VideoPlayerManager::transitionType() {
+    const qint64 stored = Preferences::standard().integerForKey(kTransitionType);
+    // Compared unsigned, so a negative value counts as too large as well.
+    return quint64(stored) >= 3 ? 2 : stored;
+}
+
+double VideoPlayerManager::transitionDuration() {
+    const double stored = Preferences::standard().doubleForKey(kTransitionDuration);
+    if (!(stored > 0.5))
+        return 0.5;
+    if (stored > 5.0)
+        return 5.0;
+    return stored;
+}
+
+void VideoPlayerManager::setCurrentTime(double time) {
+    if (time == m_currentTime)
+        return;
+    m_currentTime = time;
+    Q_EMIT currentTimeChanged(time);
+}
+
+void VideoPlayerManager::setDuration(double duration) {
+    if (duration == m_duration)
+        return;
+    m_duration = duration;
+    Q_EMIT durationChanged(duration);
+}
+
+void VideoPlayerManager::setCurrentIndex(int index) {
+    if (index == m_currentIndex)
+        return;
+    m_currentIndex = index;
+    Q_EMIT currentIndexChanged(index);
+}
+
+void VideoPlayerManager::setTotalVideoCount(int count) {
+    if (count == m_totalVideoCount)
+        return;
+    m_totalVideoCount = count;
+    Q_EMIT totalVideoCountChanged(count);
+}

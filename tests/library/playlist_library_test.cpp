@@ -1,0 +1,574 @@
+// The playlist library on the user's store: its operations with what they save and announce,
+// the stored document, the migration of per-screen lists and the "All Videos" playlist kept in
+// step with real folders by the background scan.
+
+#include "library/PlaylistLibrary.h"
+
+#include "app/AppPaths.h"
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "library/StoredJson.h"
+#include "support/StdoutCapture.h"
+#include "support/TestUtil.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <QRegularExpression>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+const QString kLibraryKey = QStringLiteral("playlistLibrary");
+const QString kAllVideos = QStringLiteral("All Videos");
+
+class PlaylistLibraryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const QString& key : prefs().allKeys())
+            prefs().removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        m_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(m_dir->isValid());
+    }
+    void TearDown() override { PlaylistPersistence::resetRegistryForTesting(); }
+
+    static Preferences& prefs() { return Preferences::standard(); }
+
+    // A library whose first synchronisation has been applied.
+    static std::unique_ptr<PlaylistLibrary> makeLibrary() {
+        auto library = std::make_unique<PlaylistLibrary>(prefs());
+        EXPECT_TRUE(testutil::waitUntil([&] { return !library->isSyncing(); }));
+        return library;
+    }
+
+    // A real folder holding files with video names (their type is told by name).
+    QString folder(const QString& name, const QStringList& files) {
+        const QString path = m_dir->filePath(name);
+        EXPECT_TRUE(QDir().mkpath(path));
+        for (const QString& file : files)
+            testutil::writeFile(path + u'/' + file, "video");
+        return path;
+    }
+    PlaylistItem item(const QString& relativePath, double addedDate = 1) {
+        PlaylistItem result =
+            PlaylistItem::forFile(QUrl::fromLocalFile(m_dir->filePath(relativePath)));
+        result.addedDate = Timestamp{addedDate};
+        return result;
+    }
+
+    static QList<NamedPlaylist> stored() {
+        const auto data = prefs().dataForKey(kLibraryKey);
+        if (!data)
+            return {};
+        return StoredJson::decodePlaylists(*data).value_or(QList<NamedPlaylist>());
+    }
+    static QStringList names(const QList<PlaylistItem>& items) {
+        QStringList result;
+        for (const PlaylistItem& entry : items)
+            result.append(entry.filename);
+        return result;
+    }
+    static QStringList libraryLines(const StdoutCapture& out) {
+        return out.lines().filter(QRegularExpression(QStringLiteral("^PlaylistLibrary: ")));
+    }
+
+    // Runs a change and waits for the synchronisation it causes.
+    static bool syncAfter(PlaylistLibrary& library, const std::function<void()>& change) {
+        QSignalSpy synced(&library, &PlaylistLibrary::allVideosSynced);
+        change();
+        return testutil::waitUntil([&] { return synced.count() == 1; });
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+// Counts what the library saves and announces.
+struct Effects {
+    explicit Effects(PlaylistLibrary& library)
+        : saves(&Preferences::standard(), &Preferences::valueChanged)
+        , posts(&Notifications::instance(), &Notifications::playlistDidChange)
+        , ownPosts(&library, &PlaylistLibrary::playlistDidChange) {}
+    int saveCount() const {
+        int count = 0;
+        for (const QList<QVariant>& arguments : saves)
+            count += arguments.at(0).toString() == kLibraryKey;
+        return count;
+    }
+    void clear() {
+        saves.clear();
+        posts.clear();
+        ownPosts.clear();
+    }
+    QSignalSpy saves;
+    QSignalSpy posts;
+    QSignalSpy ownPosts;
+};
+
+// --- Operations --------------------------------------------------------------------------------
+
+TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
+    auto library = makeLibrary();
+    EXPECT_TRUE(library->playlists().isEmpty());
+    EXPECT_EQ(library->userDefaultsKey(), kLibraryKey);
+    Effects effects(*library);
+
+    const Timestamp before = Timestamp::now();
+    const NamedPlaylist evening =
+        library->createPlaylist(QStringLiteral("Evening"), {item("a.mp4"), item("b.mp4")});
+    EXPECT_FALSE(evening.id.isNull());
+    EXPECT_EQ(evening.name, "Evening");
+    EXPECT_EQ(names(evening.items), (QStringList{"a.mp4", "b.mp4"}));
+    EXPECT_FALSE(evening.shuffleEnabled);
+    EXPECT_TRUE(evening.loopEnabled);
+    EXPECT_EQ(evening.sortOrder, PlaylistSortOrder::Manual);
+    EXPECT_GE(evening.createdDate, before);
+    EXPECT_EQ(evening.modifiedDate, evening.createdDate);
+    EXPECT_EQ(library->playlists(), QList<NamedPlaylist>{evening});
+    EXPECT_EQ(stored(), library->playlists());
+    EXPECT_EQ(effects.saveCount(), 1);
+
+    NamedPlaylist changed = evening;
+    changed.shuffleEnabled = true;
+    changed.loopEnabled = false;
+    changed.sortOrder = PlaylistSortOrder::Resolution;
+    library->updatePlaylist(changed);
+    effects.clear();
+
+    const NamedPlaylist copy = library->duplicatePlaylist(library->playlists().at(0));
+    EXPECT_EQ(copy.name, "Evening Copy");
+    EXPECT_NE(copy.id, evening.id);
+    EXPECT_EQ(copy.items, evening.items); // entries keep their ids
+    EXPECT_TRUE(copy.shuffleEnabled);
+    EXPECT_FALSE(copy.loopEnabled);
+    EXPECT_EQ(copy.sortOrder, PlaylistSortOrder::Resolution);
+    EXPECT_GE(copy.createdDate, evening.createdDate);
+    EXPECT_EQ(copy.modifiedDate, copy.createdDate);
+    const NamedPlaylist copyOfCopy = library->duplicatePlaylist(copy);
+    EXPECT_EQ(copyOfCopy.name, "Evening Copy Copy");
+    const NamedPlaylist named = library->duplicatePlaylist(copy, QStringLiteral("Night"));
+    EXPECT_EQ(named.name, "Night");
+
+    QStringList playlistNames;
+    for (const NamedPlaylist& playlist : library->playlists())
+        playlistNames.append(playlist.name);
+    EXPECT_EQ(playlistNames,
+              (QStringList{"Evening", "Evening Copy", "Evening Copy Copy", "Night"}));
+    EXPECT_EQ(stored(), library->playlists());
+    EXPECT_EQ(effects.saveCount(), 3);
+    EXPECT_EQ(effects.posts.count(), 0);
+    EXPECT_EQ(effects.ownPosts.count(), 0);
+}
+
+TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
+    auto library = makeLibrary();
+    const NamedPlaylist evening =
+        library->createPlaylist(QStringLiteral("Evening"), {item("a.mp4"), item("b.mp4")});
+    Effects effects(*library);
+    const auto expectSavedAndAnnounced = [&](const char* what) {
+        EXPECT_EQ(effects.saveCount(), 1) << what;
+        EXPECT_EQ(effects.posts.count(), 1) << what;
+        EXPECT_EQ(effects.ownPosts.count(), 1) << what;
+        EXPECT_EQ(stored(), library->playlists()) << what;
+        EXPECT_GT(library->playlists().at(0).modifiedDate, evening.createdDate) << what;
+        effects.clear();
+    };
+
+    NamedPlaylist changed = evening;
+    changed.name = QStringLiteral("Late");
+    changed.modifiedDate = Timestamp{0};
+    testutil::processEventsFor(5); // so that "now" is later than the creation
+    library->updatePlaylist(changed);
+    EXPECT_EQ(library->playlists().at(0).name, "Late");
+    expectSavedAndAnnounced("update");
+
+    library->renamePlaylist(evening.id, QStringLiteral("Evening"));
+    EXPECT_EQ(library->playlists().at(0).name, "Evening");
+    expectSavedAndAnnounced("rename");
+
+    const QUuid firstItem = evening.items.at(0).id;
+    library->toggleItemExclusion(firstItem, evening.id);
+    EXPECT_TRUE(library->playlists().at(0).items.at(0).isExcluded);
+    expectSavedAndAnnounced("toggle");
+    library->toggleItemExclusion(firstItem, evening.id);
+    EXPECT_FALSE(library->playlists().at(0).items.at(0).isExcluded);
+    expectSavedAndAnnounced("toggle back");
+
+    // Files already there are skipped; two new entries for one file are both added.
+    library->addItems({item("b.mp4"), item("c.mp4"), item("d.mp4"), item("c.mp4")}, evening.id);
+    EXPECT_EQ(names(library->playlists().at(0).items),
+              (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mp4", "c.mp4"}));
+    EXPECT_EQ(library->playlists().at(0).items.at(1).id, evening.items.at(1).id);
+    expectSavedAndAnnounced("add");
+
+    // Unknown playlists and items change nothing.
+    const QList<NamedPlaylist> before = library->playlists();
+    NamedPlaylist unknown = evening;
+    unknown.id = QUuid::createUuid();
+    library->updatePlaylist(unknown);
+    library->renamePlaylist(unknown.id, QStringLiteral("x"));
+    library->toggleItemExclusion(firstItem, unknown.id);
+    library->toggleItemExclusion(QUuid::createUuid(), evening.id);
+    library->addItems({item("e.mp4")}, unknown.id);
+    EXPECT_EQ(library->playlists(), before);
+    EXPECT_EQ(effects.saveCount(), 0);
+    EXPECT_EQ(effects.posts.count(), 0);
+    EXPECT_FALSE(library->playlist(unknown.id));
+    EXPECT_EQ(library->playlist(evening.id), before.at(0));
+}
+
+TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
+    auto library = makeLibrary();
+    const NamedPlaylist evening = library->createPlaylist(QStringLiteral("Evening"), {});
+    const NamedPlaylist morning = library->createPlaylist(QStringLiteral("Morning"), {});
+    for (const char* screen : {"default", "1", "2"})
+        PlaylistPersistence::forScreen(QString::fromLatin1(screen))
+            .setAssignedPlaylistId(evening.id);
+    PlaylistPersistence::forScreen(QStringLiteral("3")).setAssignedPlaylistId(morning.id);
+    Effects effects(*library);
+
+    library->deletePlaylist(evening.id);
+    EXPECT_EQ(library->playlists(), QList<NamedPlaylist>{morning});
+    EXPECT_EQ(stored(), library->playlists());
+    EXPECT_EQ(effects.saveCount(), 1);
+    EXPECT_EQ(effects.posts.count(), 1);
+    EXPECT_EQ(effects.ownPosts.count(), 1);
+    for (const char* screen : {"default", "1", "2"}) {
+        const QString id = QString::fromLatin1(screen);
+        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId()) << screen;
+        EXPECT_FALSE(prefs().objectForKey(PlaylistPersistence::assignedPlaylistKey(id)).isValid())
+            << screen;
+    }
+    EXPECT_EQ(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId(), morning.id);
+
+    // Every playlist with the id goes.
+    NamedPlaylist twin = morning;
+    twin.name = QStringLiteral("Twin");
+    QList<NamedPlaylist> twins = {morning, twin};
+    prefs().set(kLibraryKey, *StoredJson::encodePlaylists(twins));
+    library->load();
+    EXPECT_EQ(library->playlists(), twins);
+    library->deletePlaylist(morning.id);
+    EXPECT_TRUE(library->playlists().isEmpty());
+    EXPECT_FALSE(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId());
+}
+
+// --- Stored document ---------------------------------------------------------------------------
+
+TEST_F(PlaylistLibraryTest, ANewLibraryReadsTheStoredPlaylistsInOrder) {
+    QList<NamedPlaylist> playlists;
+    {
+        auto library = makeLibrary();
+        library->createPlaylist(QStringLiteral("One"), {item("a.mp4")});
+        library->createPlaylist(QStringLiteral("Two"), {});
+        library->createPlaylist(QStringLiteral("Three"), {item("b.mp4"), item("c.mp4")});
+        playlists = library->playlists();
+    }
+    StdoutCapture out;
+    auto again = makeLibrary();
+    EXPECT_EQ(again->playlists(), playlists);
+    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
+}
+
+TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten) {
+    // Readable JSON, but a sort order outside 0 to 4 makes all of it unreadable.
+    NamedPlaylist evening;
+    evening.id = QUuid::createUuid();
+    evening.name = QStringLiteral("Evening");
+    QByteArray damaged = *StoredJson::encodePlaylists({evening});
+    damaged.replace("\"sortOrder\":0", "\"sortOrder\":5");
+    ASSERT_TRUE(damaged.contains("\"sortOrder\":5"));
+    prefs().set(kLibraryKey, damaged);
+
+    StdoutCapture out;
+    auto library = makeLibrary();
+    EXPECT_TRUE(library->playlists().isEmpty());
+    ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
+    EXPECT_TRUE(libraryLines(out).at(0).startsWith(
+        QStringLiteral("PlaylistLibrary: Failed to decode playlists: The data couldn\u2019t be "
+                       "read because it isn\u2019t in the correct format.")));
+    EXPECT_EQ(prefs().dataForKey(kLibraryKey), damaged);
+
+    out.clear();
+    library->createPlaylist(QStringLiteral("Morning"), {});
+    const QString prefix = QStringLiteral("PlaylistLibrary: Kept unreadable playlists in ");
+    ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
+    ASSERT_TRUE(libraryLines(out).at(0).startsWith(prefix));
+    const QString kept = libraryLines(out).at(0).mid(prefix.size());
+    EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
+    QFile keptFile(kept);
+    ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
+    EXPECT_EQ(keptFile.readAll(), damaged);
+    EXPECT_EQ(stored(), library->playlists());
+
+    out.clear();
+    library->createPlaylist(QStringLiteral("Night"), {});
+    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
+}
+
+// --- Migration ---------------------------------------------------------------------------------
+
+TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
+    const QString videos = folder(QStringLiteral("videos"), {"a.mp4", "b.mp4", "c.mp4", "d.mp4"});
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(videos));
+
+    PlaylistItem a1 = item("videos/a.mp4", 10);
+    a1.isExcluded = true;
+    a1.customOrder = 2;
+    a1.duration = 12.0;
+    PlaylistItem b1 = item("videos/b.mp4", 20);
+    b1.customOrder = 0;
+    PlaylistItem b2 = item("videos/b.mp4", 30);
+    PlaylistItem c2 = item("videos/c.mp4", 40);
+    c2.isExcluded = true;
+    PlaylistItem a3 = item("videos/a.mp4", 50);
+    PlaylistItem d3 = item("videos/d.mp4", 60);
+    prefs().set(QStringLiteral("playlist_1_items"), *StoredJson::encodeItems({a1, b1}));
+    prefs().set(QStringLiteral("playlist_2_items"), *StoredJson::encodeItems({b2, c2}));
+    prefs().set(QStringLiteral("playlist_3_items"), QByteArray("[not json"));
+    prefs().set(QStringLiteral("playlist_default_items"), *StoredJson::encodeItems({a3, d3}));
+
+    StdoutCapture out;
+    PlaylistLibrary library(prefs());
+    // Before the first synchronisation is applied: the migrated lists as they were.
+    ASSERT_EQ(library.playlists().size(), 1);
+    const NamedPlaylist migrated = library.playlists().at(0);
+    EXPECT_EQ(migrated.name, kAllVideos);
+    EXPECT_EQ(migrated.items, (QList<PlaylistItem>{a1, b1, c2, d3}));
+    EXPECT_EQ(stored(), library.playlists());
+    const QStringList lines = libraryLines(out);
+    ASSERT_EQ(lines.size(), 2) << out.text().toStdString();
+    EXPECT_TRUE(lines.at(0).startsWith(
+        QStringLiteral("PlaylistLibrary: Failed to migrate playlist from playlist_3_items: ")));
+    EXPECT_EQ(lines.at(1), "PlaylistLibrary: Migrated 4 videos to All Videos playlist");
+    // The per-screen lists stay.
+    for (const char* key :
+         {"playlist_1_items", "playlist_2_items", "playlist_3_items", "playlist_default_items"})
+        EXPECT_TRUE(prefs().dataForKey(QString::fromLatin1(key))) << key;
+
+    // The first synchronisation finds the same files and keeps each entry as migrated.
+    out.clear();
+    ASSERT_TRUE(testutil::waitUntil([&] { return !library.isSyncing(); }));
+    EXPECT_EQ(library.playlists().at(0).items, migrated.items);
+    EXPECT_EQ(libraryLines(out),
+              (QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos",
+                           "PlaylistLibrary: Auto-assigned All Videos playlist to shared "
+                           "persistence"}));
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), migrated.id);
+}
+
+TEST_F(PlaylistLibraryTest, AnExistingLibraryIsNotMigratedInto) {
+    prefs().set(QStringLiteral("playlist_1_items"),
+                *StoredJson::encodeItems({item("a.mp4"), item("b.mp4")}));
+    NamedPlaylist evening;
+    evening.id = QUuid::createUuid();
+    evening.name = QStringLiteral("Evening");
+    prefs().set(kLibraryKey, *StoredJson::encodePlaylists({evening}));
+    StdoutCapture out;
+    auto library = makeLibrary();
+    EXPECT_EQ(library->playlists(), QList<NamedPlaylist>{evening});
+    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
+}
+
+// --- "All Videos" and the folders --------------------------------------------------------------
+
+TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
+    StdoutCapture out;
+    auto library = makeLibrary();
+    // No folders and no lists: nothing made, nothing assigned, but the change is announced.
+    EXPECT_TRUE(library->playlists().isEmpty());
+    EXPECT_FALSE(prefs().objectForKey(kLibraryKey).isValid());
+    EXPECT_FALSE(PlaylistPersistence::shared().assignedPlaylistId());
+    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
+    Effects effects(*library);
+
+    // The first folder with videos creates the playlist and gives it to the shared state.
+    const QString evening = folder(QStringLiteral("evening"), {"b.mp4", "a.mp4", "notes.txt"});
+    FolderBookmarkManager folders(prefs());
+    ASSERT_TRUE(syncAfter(*library, [&] { folders.addFolder(QUrl::fromLocalFile(evening)); }));
+    ASSERT_EQ(library->playlists().size(), 1);
+    const NamedPlaylist created = library->playlists().at(0);
+    EXPECT_EQ(created.name, kAllVideos);
+    EXPECT_EQ(names(created.items), (QStringList{"a.mp4", "b.mp4"}));
+    EXPECT_EQ(created.items.at(0).folderPath, evening);
+    EXPECT_EQ(stored(), library->playlists());
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
+    EXPECT_EQ(libraryLines(out),
+              (QStringList{"PlaylistLibrary: Created All Videos playlist with 2 videos",
+                           "PlaylistLibrary: Auto-assigned All Videos playlist to shared "
+                           "persistence"}));
+    EXPECT_EQ(effects.posts.count(), 1);
+    EXPECT_EQ(effects.ownPosts.count(), 1);
+
+    // More files and a second folder: existing entries stay as they are.
+    library->toggleItemExclusion(created.items.at(1).id, created.id);
+    out.clear();
+    testutil::writeFile(evening + QStringLiteral("/c.mp4"), "video");
+    const QString morning = folder(QStringLiteral("morning"), {"d.mkv"});
+    ASSERT_TRUE(syncAfter(*library, [&] { folders.addFolder(QUrl::fromLocalFile(morning)); }));
+    NamedPlaylist grown = library->playlists().at(0);
+    EXPECT_EQ(names(grown.items), (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mkv"}));
+    EXPECT_EQ(grown.items.at(0), created.items.at(0));
+    EXPECT_EQ(grown.items.at(1).id, created.items.at(1).id);
+    EXPECT_TRUE(grown.items.at(1).isExcluded);
+    EXPECT_GE(grown.modifiedDate, created.modifiedDate);
+    EXPECT_EQ(libraryLines(out),
+              QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos"});
+
+    // A file deleted and a folder removed: their entries go, the others keep their place.
+    out.clear();
+    ASSERT_TRUE(QFile::remove(evening + QStringLiteral("/a.mp4")));
+    ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
+    EXPECT_EQ(names(library->playlists().at(0).items), (QStringList{"b.mp4", "c.mp4", "d.mkv"}));
+    ASSERT_TRUE(syncAfter(*library, [&] { folders.removeFolder(0); }));
+    EXPECT_EQ(names(library->playlists().at(0).items), QStringList{"d.mkv"});
+    EXPECT_EQ(stored(), library->playlists());
+
+    // No folders left: the playlist empties, unlike a screen's own list.
+    ASSERT_TRUE(syncAfter(*library, [&] { folders.removeFolder(0); }));
+    ASSERT_EQ(library->playlists().size(), 1);
+    EXPECT_TRUE(library->playlists().at(0).items.isEmpty());
+    EXPECT_EQ(libraryLines(out),
+              (QStringList{"PlaylistLibrary: Synced All Videos playlist, 3 videos",
+                           "PlaylistLibrary: Synced All Videos playlist, 1 videos",
+                           "PlaylistLibrary: Synced All Videos playlist, 0 videos"}));
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
+    // Each synchronisation and the exclusion were announced.
+    EXPECT_EQ(effects.posts.count(), 6);
+}
+
+TEST_F(PlaylistLibraryTest, AnExistingAssignmentIsNeverReplaced) {
+    const QUuid chosen = QUuid::createUuid();
+    PlaylistPersistence::shared().setAssignedPlaylistId(chosen);
+    folder(QStringLiteral("videos"), {"a.mp4"});
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("videos")));
+    StdoutCapture out;
+    auto library = makeLibrary();
+    ASSERT_EQ(library->playlists().size(), 1);
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), chosen);
+    EXPECT_EQ(libraryLines(out),
+              QStringList{"PlaylistLibrary: Created All Videos playlist with 1 videos"});
+}
+
+TEST_F(PlaylistLibraryTest, OnlyTheFirstPlaylistNamedAllVideosIsSynchronised) {
+    folder(QStringLiteral("videos"), {"a.mp4", "b.mp4"});
+    auto library = makeLibrary();
+    const NamedPlaylist first = library->createPlaylist(kAllVideos, {item("old.mp4")});
+    const NamedPlaylist second = library->createPlaylist(kAllVideos, {item("other.mp4")});
+    FolderBookmarkManager folders(prefs());
+    ASSERT_TRUE(syncAfter(*library, [&] {
+        folders.addFolder(QUrl::fromLocalFile(m_dir->filePath(QStringLiteral("videos"))));
+    }));
+    ASSERT_EQ(library->playlists().size(), 2);
+    EXPECT_EQ(library->playlists().at(0).id, first.id);
+    EXPECT_EQ(names(library->playlists().at(0).items), (QStringList{"a.mp4", "b.mp4"}));
+    EXPECT_EQ(library->playlists().at(1), second);
+}
+
+TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSynchronisationCreateANewOne) {
+    folder(QStringLiteral("videos"), {"a.mp4"});
+    FolderBookmarkManager folders(prefs());
+    folders.addFolder(QUrl::fromLocalFile(m_dir->filePath(QStringLiteral("videos"))));
+    auto library = makeLibrary();
+    ASSERT_EQ(library->playlists().size(), 1);
+    const NamedPlaylist original = library->playlists().at(0);
+    library->renamePlaylist(original.id, QStringLiteral("Favourites"));
+
+    StdoutCapture out;
+    ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
+    ASSERT_EQ(library->playlists().size(), 2);
+    EXPECT_EQ(library->playlists().at(0).name, "Favourites");
+    EXPECT_EQ(library->playlists().at(0).items, original.items);
+    EXPECT_EQ(library->playlists().at(1).name, kAllVideos);
+    EXPECT_NE(library->playlists().at(1).id, original.id);
+    // The shared state keeps the playlist it had.
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), original.id);
+    EXPECT_EQ(libraryLines(out),
+              QStringList{"PlaylistLibrary: Created All Videos playlist with 1 videos"});
+}
+
+TEST_F(PlaylistLibraryTest, ApplyingAScanKeepsEntriesAndFollowsTheFiles) {
+    auto library = makeLibrary();
+    PlaylistItem a = item("a.mp4", 5);
+    a.isExcluded = true;
+    a.customOrder = 3;
+    a.duration = 9.0;
+    a.width = 640;
+    a.height = 360;
+    const PlaylistItem b = item("b.mp4", 6);
+    const NamedPlaylist all = library->createPlaylist(kAllVideos, {a, b});
+    Effects effects(*library);
+
+    // Fresh entries from a scan: c is new, b is gone, a is still there.
+    const PlaylistItem c = item("c.mp4", 100);
+    library->syncAllVideos({c, item("a.mp4", 100)});
+    const NamedPlaylist synced = library->playlists().at(0);
+    EXPECT_EQ(synced.id, all.id);
+    EXPECT_EQ(synced.items, (QList<PlaylistItem>{a, c}));
+    EXPECT_EQ(stored(), library->playlists());
+    EXPECT_EQ(effects.saveCount(), 1);
+    EXPECT_EQ(effects.posts.count(), 1);
+
+    // An empty scan with no "All Videos" creates nothing, and still announces.
+    library->renamePlaylist(all.id, QStringLiteral("Kept"));
+    effects.clear();
+    library->syncAllVideos({});
+    EXPECT_EQ(library->playlists().size(), 1);
+    EXPECT_EQ(effects.saveCount(), 0);
+    EXPECT_EQ(effects.posts.count(), 1);
+    EXPECT_EQ(effects.ownPosts.count(), 1);
+}
+
+TEST_F(PlaylistLibraryTest, RequestsWhileAScanIsUnderWayAreDropped) {
+    folder(QStringLiteral("videos"), {"a.mp4"});
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("videos")));
+    auto library = makeLibrary();
+    QSignalSpy synced(library.get(), &PlaylistLibrary::allVideosSynced);
+    QSignalSpy syncing(library.get(), &PlaylistLibrary::isSyncingChanged);
+
+    library->scheduleAllVideosSync();
+    EXPECT_TRUE(library->isSyncing());
+    library->scheduleAllVideosSync();
+    Q_EMIT Notifications::instance().videoFoldersDidChange();
+    ASSERT_TRUE(testutil::waitUntil([&] { return synced.count() >= 1; }));
+    EXPECT_FALSE(library->isSyncing());
+    testutil::processEventsFor(200);
+    EXPECT_EQ(synced.count(), 1);
+    ASSERT_EQ(syncing.count(), 2);
+    EXPECT_EQ(syncing.at(0).at(0), QVariant(true));
+    EXPECT_EQ(syncing.at(1).at(0), QVariant(false));
+
+    // Once it is done, the next request runs.
+    ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
+}
+
+TEST_F(PlaylistLibraryTest, ALibraryGoneWhileItsScanRunsIsLeftAlone) {
+    // Enough files that the scan is still running when the library goes.
+    QStringList files;
+    for (int n = 0; n < 2000; ++n)
+        files.append(QStringLiteral("clip%1.mp4").arg(n));
+    folder(QStringLiteral("many"), files);
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("many")));
+
+    StdoutCapture out;
+    for (int round = 0; round < 3; ++round) {
+        auto library = std::make_unique<PlaylistLibrary>(prefs());
+        EXPECT_TRUE(library->isSyncing());
+        library.reset();
+        testutil::processEventsFor(50);
+    }
+    // No scan result was applied: nothing created, saved or assigned.
+    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
+    EXPECT_FALSE(prefs().objectForKey(kLibraryKey).isValid());
+    EXPECT_FALSE(PlaylistPersistence::shared().assignedPlaylistId());
+}
+
+} // namespace

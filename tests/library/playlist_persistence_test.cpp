@@ -1,0 +1,535 @@
+// Per-screen playlist state on the user's store: keys and their defaults, the registry, merging
+// folder scans, play order, the metadata cache and unreadable stored items.
+
+#include "library/PlaylistPersistence.h"
+
+#include "app/AppPaths.h"
+#include "app/Preferences.h"
+#include "library/PlaylistLibrary.h"
+#include "library/StoredJson.h"
+#include "support/StdoutCapture.h"
+#include "support/TestUtil.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+const QString kMetadataKey = QStringLiteral("playlist_global_metadata");
+
+class PlaylistPersistenceTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const QString& key : prefs().allKeys())
+            prefs().removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        m_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(m_dir->isValid());
+    }
+    void TearDown() override { PlaylistPersistence::resetRegistryForTesting(); }
+
+    static Preferences& prefs() { return Preferences::standard(); }
+
+    // A real file in the test's folder (or a sub-folder of it).
+    QUrl file(const QString& relativePath) {
+        const QString path = m_dir->filePath(relativePath);
+        if (!QFile::exists(path))
+            testutil::writeFile(path, "not really a video");
+        return QUrl::fromLocalFile(path);
+    }
+    QList<QUrl> files(const QStringList& relativePaths) {
+        QList<QUrl> urls;
+        for (const QString& path : relativePaths)
+            urls.append(file(path));
+        return urls;
+    }
+    PlaylistItem storedItem(const QString& relativePath, double addedDate) {
+        PlaylistItem item = PlaylistItem::forFile(file(relativePath));
+        item.addedDate = Timestamp{addedDate};
+        return item;
+    }
+    static void store(const QString& screen, const QList<PlaylistItem>& items) {
+        prefs().set(PlaylistPersistence::itemsKey(screen), *StoredJson::encodeItems(items));
+    }
+    static QList<PlaylistItem> stored(const QString& screen) {
+        const auto data = prefs().dataForKey(PlaylistPersistence::itemsKey(screen));
+        if (!data)
+            return {};
+        return StoredJson::decodeItems(*data).value_or(QList<PlaylistItem>());
+    }
+    static QHash<QString, VideoMetadata> cache() {
+        const auto data = prefs().dataForKey(kMetadataKey);
+        if (!data)
+            return {};
+        return StoredJson::decodeMetadataCache(*data).value_or(QHash<QString, VideoMetadata>());
+    }
+    static QStringList names(const QList<PlaylistItem>& items) {
+        QStringList result;
+        for (const PlaylistItem& item : items)
+            result.append(item.filename);
+        return result;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+};
+
+// --- Keys and registry -------------------------------------------------------------------------
+
+TEST_F(PlaylistPersistenceTest, AFreshScreenHasNoItemsNoShuffleLoopAndNoAssignment) {
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("724"));
+    EXPECT_EQ(screen.screenId(), "724");
+    EXPECT_TRUE(screen.items().isEmpty());
+    EXPECT_FALSE(screen.shuffleEnabled());
+    EXPECT_TRUE(screen.loopEnabled());
+    EXPECT_FALSE(screen.assignedPlaylistId());
+    EXPECT_FALSE(screen.assignedPlaylist());
+    EXPECT_TRUE(screen.enabledItems().isEmpty());
+    EXPECT_EQ(screen.excludedCount(), 0);
+    // Reading writes nothing.
+    EXPECT_TRUE(prefs().allKeys().isEmpty()) << prefs().allKeys().join(u' ').toStdString();
+
+    EXPECT_EQ(PlaylistPersistence::itemsKey(QStringLiteral("724")), "playlist_724_items");
+    EXPECT_EQ(PlaylistPersistence::shuffleKey(QStringLiteral("724")), "playlist_724_shuffle");
+    EXPECT_EQ(PlaylistPersistence::loopKey(QStringLiteral("724")), "playlist_724_loop");
+    EXPECT_EQ(PlaylistPersistence::assignedPlaylistKey(QStringLiteral("724")),
+              "playlist_724_assignedPlaylist");
+    EXPECT_EQ(PlaylistPersistence::metadataCacheKey(), kMetadataKey);
+}
+
+TEST_F(PlaylistPersistenceTest, ReadsStoredSwitchesAndAssignment) {
+    const QUuid id = QUuid::createUuid();
+    prefs().set(QStringLiteral("playlist_1_shuffle"), true);
+    prefs().set(QStringLiteral("playlist_1_loop"), false);
+    prefs().set(QStringLiteral("playlist_1_assignedPlaylist"), StoredJson::uuidText(id).toLower());
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    EXPECT_TRUE(screen.shuffleEnabled());
+    EXPECT_FALSE(screen.loopEnabled());
+    EXPECT_EQ(screen.assignedPlaylistId(), id);
+    // Written back in its canonical form.
+    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_1_assignedPlaylist")),
+              StoredJson::uuidText(id));
+}
+
+TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanReadsAsOn) {
+    const QVariant values[] = {QVariant(qint64(0)), QVariant(QStringLiteral("false")),
+                               QVariant(0.0), QVariant(QByteArray("0"))};
+    int screen = 0;
+    for (const QVariant& value : values) {
+        const QString id = QString::number(++screen);
+        prefs().setValue(PlaylistPersistence::loopKey(id), value);
+        EXPECT_TRUE(PlaylistPersistence::forScreen(id).loopEnabled()) << value.typeName();
+        // Left as it was.
+        EXPECT_EQ(prefs().objectForKey(PlaylistPersistence::loopKey(id)), value);
+    }
+}
+
+TEST_F(PlaylistPersistenceTest, AnAssignedTextThatIsNoUuidIsIgnoredAndLeftInPlace) {
+    const QStringList texts = {"evening", "{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}",
+                               "E621E1F8C36C495A93FC0C247A3E6E5F", ""};
+    int screen = 0;
+    for (const QString& text : texts) {
+        const QString id = QString::number(++screen);
+        prefs().set(PlaylistPersistence::assignedPlaylistKey(id), text);
+        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId()) << text.toStdString();
+        EXPECT_EQ(prefs().stringForKey(PlaylistPersistence::assignedPlaylistKey(id)), text);
+    }
+    // Not a string at all: ignored too.
+    prefs().set(PlaylistPersistence::assignedPlaylistKey(QStringLiteral("9")), qint64(7));
+    EXPECT_FALSE(PlaylistPersistence::forScreen(QStringLiteral("9")).assignedPlaylistId());
+}
+
+TEST_F(PlaylistPersistenceTest, SwitchesAndAssignmentWriteTheirKeysAtOnce) {
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("5"));
+    QSignalSpy shuffleSpy(&screen, &PlaylistPersistence::shuffleEnabledChanged);
+    QSignalSpy loopSpy(&screen, &PlaylistPersistence::loopEnabledChanged);
+    QSignalSpy assignedSpy(&screen, &PlaylistPersistence::assignedPlaylistIdChanged);
+
+    screen.setShuffleEnabled(true);
+    screen.setLoopEnabled(false);
+    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_5_shuffle")), QVariant(true));
+    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_5_loop")), QVariant(false));
+    EXPECT_EQ(shuffleSpy.count(), 1);
+    EXPECT_EQ(loopSpy.count(), 1);
+
+    const QUuid id = QUuid::createUuid();
+    screen.setAssignedPlaylistId(id);
+    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_5_assignedPlaylist")),
+              StoredJson::uuidText(id));
+    EXPECT_EQ(assignedSpy.count(), 1);
+    screen.setAssignedPlaylistId(std::nullopt);
+    EXPECT_FALSE(prefs().objectForKey(QStringLiteral("playlist_5_assignedPlaylist")).isValid());
+    EXPECT_EQ(assignedSpy.count(), 2);
+
+    // A new instance on the same store sees all of it.
+    PlaylistPersistence again(QStringLiteral("5"), prefs());
+    EXPECT_TRUE(again.shuffleEnabled());
+    EXPECT_FALSE(again.loopEnabled());
+    EXPECT_FALSE(again.assignedPlaylistId());
+}
+
+TEST_F(PlaylistPersistenceTest, TheRegistryKeepsOneInstancePerScreen) {
+    PlaylistPersistence& shared = PlaylistPersistence::shared();
+    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("default")), &shared);
+    EXPECT_EQ(shared.screenId(), "default");
+    PlaylistPersistence& one = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("1")), &one);
+    EXPECT_NE(&PlaylistPersistence::forScreen(QStringLiteral("2")), &one);
+    EXPECT_NE(&one, &shared);
+
+    // An assignment through either name is seen through the other.
+    const QUuid id = QUuid::createUuid();
+    PlaylistPersistence::forScreen(QStringLiteral("default")).setAssignedPlaylistId(id);
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), id);
+}
+
+TEST_F(PlaylistPersistenceTest, ClearingAnAssignmentReachesEveryRegisteredScreen) {
+    const QUuid evening = QUuid::createUuid();
+    const QUuid morning = QUuid::createUuid();
+    for (const char* screen : {"default", "1", "2"})
+        PlaylistPersistence::forScreen(QString::fromLatin1(screen)).setAssignedPlaylistId(evening);
+    PlaylistPersistence::forScreen(QStringLiteral("3")).setAssignedPlaylistId(morning);
+
+    PlaylistPersistence::clearAssignments(evening);
+    for (const char* screen : {"default", "1", "2"}) {
+        const QString id = QString::fromLatin1(screen);
+        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId()) << screen;
+        EXPECT_FALSE(prefs().objectForKey(PlaylistPersistence::assignedPlaylistKey(id)).isValid());
+    }
+    EXPECT_EQ(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId(), morning);
+    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_3_assignedPlaylist")),
+              StoredJson::uuidText(morning));
+}
+
+TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
+    PlaylistLibrary& library = PlaylistLibrary::shared();
+    // One library for the program, on the user's store, owned by the application object.
+    EXPECT_EQ(&PlaylistLibrary::shared(), &library);
+    EXPECT_EQ(PlaylistLibrary::sharedIfCreated(), &library);
+    EXPECT_EQ(library.parent(), QCoreApplication::instance());
+    ASSERT_TRUE(testutil::waitUntil([&] { return !library.isSyncing(); }));
+    const NamedPlaylist evening = library.createPlaylist(QStringLiteral("Evening"), {});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    screen.setAssignedPlaylistId(evening.id);
+    ASSERT_TRUE(screen.assignedPlaylist());
+    EXPECT_EQ(screen.assignedPlaylist()->name, "Evening");
+
+    // Gone from the library: no playlist, but the identifier stays stored.
+    const QUuid missing = QUuid::createUuid();
+    screen.setAssignedPlaylistId(missing);
+    EXPECT_FALSE(screen.assignedPlaylist());
+    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_1_assignedPlaylist")),
+              StoredJson::uuidText(missing));
+    library.deletePlaylist(evening.id);
+}
+
+// --- Merging folder scans ----------------------------------------------------------------------
+
+TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollowsTheScan) {
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
+    EXPECT_EQ(itemsSpy.count(), 1);
+    ASSERT_EQ(names(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
+    EXPECT_EQ(screen.items().at(2).folderPath, m_dir->filePath(QStringLiteral("sub")));
+    for (const PlaylistItem& item : screen.items()) {
+        EXPECT_FALSE(item.isExcluded);
+        EXPECT_FALSE(item.customOrder);
+        EXPECT_FALSE(item.duration);
+    }
+    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+
+    // Exclude b, then put c first by hand.
+    screen.toggleExclusion(screen.items().at(1).id);
+    screen.moveItems({2}, 0);
+    const QList<PlaylistItem> before = screen.items();
+    ASSERT_EQ(names(before), (QStringList{"c.mp4", "a.mp4", "b.mp4"}));
+
+    screen.syncWithFolderContents(files({"b.mp4", "a.mp4", "sub/c.mp4"}));
+    EXPECT_EQ(names(screen.items()), (QStringList{"b.mp4", "a.mp4", "c.mp4"}));
+    EXPECT_EQ(screen.items().at(0), before.at(2));
+    EXPECT_EQ(screen.items().at(1), before.at(1));
+    EXPECT_EQ(screen.items().at(2), before.at(0));
+    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+    // Play order still follows the hand-made order, without the excluded b.
+    EXPECT_EQ(names(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
+    EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
+    EXPECT_EQ(screen.excludedCount(), 1);
+}
+
+TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata) {
+    PlaylistItem a = storedItem(QStringLiteral("a.mp4"), 10);
+    a.duration = 42.5;
+    a.width = 1920;
+    a.height = 1080;
+    a.isExcluded = true;
+    a.customOrder = 1;
+    PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 20);
+    store(QStringLiteral("1"), {a, b});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    screen.saveItems();
+    EXPECT_EQ(cache().value(a.lookupKey()), (VideoMetadata{42.5, 1920, 1080}));
+
+    screen.syncWithFolderContents(files({"b.mp4"}));
+    EXPECT_EQ(names(screen.items()), QStringList{"b.mp4"});
+    // The cache keeps what it had.
+    EXPECT_TRUE(cache().contains(a.lookupKey()));
+
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
+    ASSERT_EQ(screen.items().size(), 2);
+    const PlaylistItem back = screen.items().at(0);
+    EXPECT_NE(back.id, a.id);
+    EXPECT_FALSE(back.isExcluded);
+    EXPECT_FALSE(back.customOrder);
+    EXPECT_GT(back.addedDate, a.addedDate);
+    EXPECT_EQ(back.duration, 42.5);
+    EXPECT_EQ(back.width, 1920);
+    EXPECT_EQ(back.height, 1080);
+    EXPECT_EQ(screen.items().at(1), b);
+
+    // Another screen meeting the file for the first time gets the metadata as well.
+    PlaylistPersistence& other = PlaylistPersistence::forScreen(QStringLiteral("2"));
+    other.syncWithFolderContents(files({"a.mp4"}));
+    EXPECT_EQ(other.items().at(0).duration, 42.5);
+}
+
+TEST_F(PlaylistPersistenceTest, AnEmptyScanNeverClearsAList) {
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    screen.syncWithFolderContents({});
+    EXPECT_TRUE(screen.items().isEmpty());
+    // Saved: the empty list is stored.
+    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
+
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
+    const QList<PlaylistItem> items = screen.items();
+    QSignalSpy storeSpy(&prefs(), &Preferences::valueChanged);
+    QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
+    screen.syncWithFolderContents({});
+    EXPECT_EQ(screen.items(), items);
+    EXPECT_EQ(stored(QStringLiteral("1")), items);
+    EXPECT_EQ(storeSpy.count(), 0);
+    EXPECT_EQ(itemsSpy.count(), 0);
+}
+
+TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
+    PlaylistItem first = storedItem(QStringLiteral("a.mp4"), 10);
+    first.isExcluded = true;
+    PlaylistItem second = storedItem(QStringLiteral("a.mp4"), 20);
+    PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 30);
+    store(QStringLiteral("1"), {first, second, b});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    ASSERT_EQ(screen.items().size(), 3);
+
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
+    EXPECT_EQ(screen.items(), (QList<PlaylistItem>{first, b}));
+
+    // A scan that delivers one file twice: the second is a new item; the merge after it
+    // copes with the duplicate it stored.
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "a.mp4"}));
+    ASSERT_EQ(screen.items().size(), 3);
+    EXPECT_EQ(screen.items().at(0), first);
+    EXPECT_NE(screen.items().at(2).id, first.id);
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
+    EXPECT_EQ(screen.items(), (QList<PlaylistItem>{first, b}));
+}
+
+// --- Play order and editing --------------------------------------------------------------------
+
+TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "c.mp4", "d.mp4", "e.mp4"}));
+
+    const auto moveAndCheck = [&](const QList<qsizetype>& from, qsizetype to,
+                                  const QStringList& expected) {
+        screen.moveItems(from, to);
+        EXPECT_EQ(names(screen.items()), expected);
+        for (qsizetype n = 0; n < screen.items().size(); ++n)
+            EXPECT_EQ(screen.items().at(n).customOrder, n);
+        EXPECT_EQ(names(screen.enabledItems()), expected);
+        EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+    };
+    // Down: the destination counts positions before the move.
+    moveAndCheck({0}, 3, {"b.mp4", "c.mp4", "a.mp4", "d.mp4", "e.mp4"});
+    // Up, several at once, keeping their order.
+    moveAndCheck({4, 2}, 1, {"b.mp4", "a.mp4", "e.mp4", "c.mp4", "d.mp4"});
+    // To the end.
+    moveAndCheck({1, 3}, 5, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
+    // Onto itself: nothing moves.
+    moveAndCheck({2}, 2, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
+    moveAndCheck({2}, 3, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
+
+    screen.resetOrder();
+    for (const PlaylistItem& item : screen.items())
+        EXPECT_FALSE(item.customOrder);
+    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+}
+
+TEST_F(PlaylistPersistenceTest, ItemsWithoutACustomOrderFollowOldestFirst) {
+    PlaylistItem newest = storedItem(QStringLiteral("newest.mp4"), 300);
+    PlaylistItem oldest = storedItem(QStringLiteral("oldest.mp4"), 100);
+    PlaylistItem placedLast = storedItem(QStringLiteral("placed-last.mp4"), 50);
+    placedLast.customOrder = 9;
+    PlaylistItem middle = storedItem(QStringLiteral("middle.mp4"), 200);
+    PlaylistItem middleToo = storedItem(QStringLiteral("middle-too.mp4"), 200);
+    PlaylistItem placedFirst = storedItem(QStringLiteral("placed-first.mp4"), 400);
+    placedFirst.customOrder = 2;
+    PlaylistItem excluded = storedItem(QStringLiteral("excluded.mp4"), 0);
+    excluded.isExcluded = true;
+    store(QStringLiteral("1"),
+          {newest, oldest, placedLast, middle, middleToo, placedFirst, excluded});
+    const PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    EXPECT_EQ(names(screen.enabledItems()),
+              (QStringList{"placed-first.mp4", "placed-last.mp4", "oldest.mp4", "middle.mp4",
+                           "middle-too.mp4", "newest.mp4"}));
+    EXPECT_EQ(screen.excludedCount(), 1);
+}
+
+TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
+    PlaylistPersistence& one = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    one.syncWithFolderContents(files({"a.mp4", "b.mp4", "c.mp4"}));
+    QSignalSpy itemsSpy(&one, &PlaylistPersistence::itemsChanged);
+    one.toggleExclusion(QUuid::createUuid()); // unknown: nothing
+    EXPECT_EQ(itemsSpy.count(), 0);
+    EXPECT_EQ(one.excludedCount(), 0);
+
+    one.setAllExcluded(true);
+    EXPECT_EQ(one.excludedCount(), 3);
+    EXPECT_TRUE(one.enabledItems().isEmpty());
+    EXPECT_EQ(stored(QStringLiteral("1")), one.items());
+    one.toggleExclusion(one.items().at(1).id);
+    EXPECT_EQ(names(one.enabledItems()), QStringList{"b.mp4"});
+    EXPECT_EQ(stored(QStringLiteral("1")), one.items());
+    one.moveItems({2}, 0);
+    one.setShuffleEnabled(true);
+    one.setLoopEnabled(false);
+
+    PlaylistPersistence& two = PlaylistPersistence::forScreen(QStringLiteral("2"));
+    two.copySettings(one);
+    ASSERT_EQ(two.items().size(), 3);
+    for (qsizetype n = 0; n < 3; ++n) {
+        EXPECT_EQ(two.items().at(n).id, one.items().at(n).id);
+        EXPECT_FALSE(two.items().at(n).isExcluded);
+        EXPECT_FALSE(two.items().at(n).customOrder);
+    }
+    EXPECT_TRUE(two.shuffleEnabled());
+    EXPECT_FALSE(two.loopEnabled());
+    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_2_shuffle")), QVariant(true));
+    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_2_loop")), QVariant(false));
+    EXPECT_EQ(stored(QStringLiteral("2")), two.items());
+    // The source is unchanged.
+    EXPECT_EQ(one.excludedCount(), 2);
+}
+
+// --- Metadata cache and stored items -----------------------------------------------------------
+
+TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
+    PlaylistItem complete = storedItem(QStringLiteral("complete.mp4"), 1);
+    complete.duration = 5.0;
+    complete.width = 640;
+    complete.height = 480;
+    PlaylistItem noHeight = storedItem(QStringLiteral("no-height.mp4"), 2);
+    noHeight.duration = 7.0;
+    noHeight.width = 640;
+    PlaylistItem nothing = storedItem(QStringLiteral("nothing.mp4"), 3);
+    store(QStringLiteral("1"), {complete, noHeight, nothing});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    screen.saveItems();
+    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{
+                           {complete.lookupKey(), VideoMetadata{5.0, 640, 480}}}));
+
+    // Entries are replaced by complete items only, and never removed.
+    const VideoMetadata old{1.0, 2, 3};
+    const QString gone = m_dir->filePath(QStringLiteral("gone.mp4"));
+    prefs().set(kMetadataKey,
+                *StoredJson::encodeMetadataCache(
+                    {{noHeight.lookupKey(), old}, {complete.lookupKey(), old}, {gone, old}}));
+    screen.saveItems();
+    EXPECT_EQ(cache(),
+              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
+                                             {noHeight.lookupKey(), old},
+                                             {gone, old}}));
+
+    // Loading applies cached entries to the items, over what they had stored.
+    screen.loadItems();
+    EXPECT_EQ(screen.items().at(1).height, 3);
+    EXPECT_EQ(screen.items().at(1).duration, 1.0);
+    EXPECT_FALSE(screen.items().at(2).duration);
+
+    // An unreadable cache is started afresh; it is only a cache.
+    prefs().set(kMetadataKey, QByteArray("{broken"));
+    screen.saveItems();
+    EXPECT_EQ(cache(),
+              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
+                                             {noHeight.lookupKey(), old}}));
+}
+
+TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOverwritten) {
+    const QByteArray damaged = R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")";
+    prefs().set(QStringLiteral("playlist_7_items"), damaged);
+    StdoutCapture out;
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("7"));
+    EXPECT_TRUE(screen.items().isEmpty());
+    ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
+    EXPECT_TRUE(out.lines().at(0).startsWith(
+        QStringLiteral("PlaylistPersistence[7]: Failed to decode items: The data couldn\u2019t be "
+                       "read because it isn\u2019t in the correct format.")))
+        << out.text().toStdString();
+    // Nothing is written while the screen is only read.
+    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_7_items")), damaged);
+
+    out.clear();
+    screen.syncWithFolderContents(files({"a.mp4"}));
+    const QString prefix = QStringLiteral("PlaylistPersistence[7]: Kept unreadable items in ");
+    ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
+    ASSERT_TRUE(out.lines().at(0).startsWith(prefix)) << out.text().toStdString();
+    const QString kept = out.lines().at(0).mid(prefix.size());
+    EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
+    QFile keptFile(kept);
+    ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
+    EXPECT_EQ(keptFile.readAll(), damaged);
+    EXPECT_EQ(stored(QStringLiteral("7")), screen.items());
+    EXPECT_EQ(names(screen.items()), QStringList{"a.mp4"});
+
+    // Kept once: later saves print nothing more.
+    out.clear();
+    screen.toggleExclusion(screen.items().at(0).id);
+    EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
+}
+
+TEST_F(PlaylistPersistenceTest, AValueOfAnotherTypeIsUnreadableToo) {
+    prefs().set(QStringLiteral("playlist_8_items"), QStringLiteral("a.mp4, b.mp4"));
+    StdoutCapture out;
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("8"));
+    EXPECT_TRUE(screen.items().isEmpty());
+    EXPECT_TRUE(out.text().startsWith(QStringLiteral("PlaylistPersistence[8]: Failed to decode "
+                                                     "items: ")))
+        << out.text().toStdString();
+    screen.syncWithFolderContents(files({"a.mp4"}));
+    const QStringList lines = out.lines();
+    ASSERT_EQ(lines.size(), 2);
+    const QString prefix = QStringLiteral("PlaylistPersistence[8]: Kept unreadable items in ");
+    ASSERT_TRUE(lines.at(1).startsWith(prefix));
+    QFile keptFile(lines.at(1).mid(prefix.size()));
+    ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
+    EXPECT_EQ(keptFile.readAll(), QByteArray("\"a.mp4, b.mp4\""));
+}
+
+TEST_F(PlaylistPersistenceTest, UnreadableItemsReplacedMeanwhileAreNotKept) {
+    prefs().set(QStringLiteral("playlist_7_items"), QByteArray("garbage"));
+    StdoutCapture out;
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("7"));
+    // Someone else replaced the damaged value before this screen saves.
+    store(QStringLiteral("7"), {storedItem(QStringLiteral("b.mp4"), 1)});
+    out.clear();
+    screen.syncWithFolderContents(files({"a.mp4"}));
+    EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
+    EXPECT_EQ(names(stored(QStringLiteral("7"))), QStringList{"a.mp4"});
+}
+
+} // namespace

@@ -1,0 +1,295 @@
+#include "library/ThumbnailCache.h"
+
+#include "media_clips.h"
+#include "support/StdoutCapture.h"
+#include "support/TestUtil.h"
+
+#include <QFile>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QThreadPool>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace {
+
+using mediaclips::clips;
+using mediaclips::dominantColour;
+
+struct Delivery {
+    int calls = 0;
+    QImage image;
+};
+
+class ThumbnailCacheTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { clips(); }
+    void SetUp() override {
+        ASSERT_FALSE(clips().folder.isEmpty()) << qPrintable(mediaclips::error());
+        m_cache = std::make_unique<ThumbnailCache>();
+    }
+    void TearDown() override {
+        // Generations still running post to the application; let them land first.
+        QThreadPool::globalInstance()->waitForDone();
+        testutil::processEventsFor(50);
+    }
+
+    // Asks for a thumbnail; the returned record fills in when the completion runs.
+    std::shared_ptr<Delivery> request(const QString& path, ThumbnailCache* cache = nullptr) {
+        auto delivery = std::make_shared<Delivery>();
+        (cache ? cache : m_cache.get())
+            ->thumbnail(QUrl::fromLocalFile(path), [delivery](const QImage& image) {
+                ++delivery->calls;
+                delivery->image = image;
+            });
+        return delivery;
+    }
+
+    QImage thumbnail(const QString& path) {
+        const std::shared_ptr<Delivery> delivery = request(path);
+        EXPECT_TRUE(testutil::waitUntil([&] { return delivery->calls > 0; }))
+            << "no thumbnail for " << qPrintable(path);
+        EXPECT_EQ(delivery->calls, 1);
+        return delivery->image;
+    }
+
+    // Keeps every worker of the shared pool busy until released, so a generation waits.
+    class PoolBlocker {
+    public:
+        PoolBlocker() {
+            m_count = QThreadPool::globalInstance()->maxThreadCount();
+            for (int i = 0; i < m_count; ++i) {
+                QThreadPool::globalInstance()->start([this] {
+                    m_started.release();
+                    m_release.acquire();
+                });
+            }
+            m_started.acquire(m_count);
+        }
+        ~PoolBlocker() { release(); }
+        void release() {
+            m_release.release(m_count);
+            m_count = 0;
+        }
+
+    private:
+        int m_count = 0;
+        QSemaphore m_started;
+        QSemaphore m_release;
+    };
+
+    std::unique_ptr<ThumbnailCache> m_cache;
+};
+
+TEST_F(ThumbnailCacheTest, FrameTimeIsATenthOfTheDurationAtMostOneSecond) {
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(5.0), 0.5);
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(9.0), 0.9);
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(10.0), 1.0);
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(3600.0), 1.0);
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(0.0), 0.0);
+    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(std::numeric_limits<double>::quiet_NaN()), 0.0);
+}
+
+TEST_F(ThumbnailCacheTest, ShortClipIsShownAtATenthOfItsLength) {
+    // 5.04 s: the frame at 0.504 s is the green one; the start is red, the rest blue.
+    EXPECT_EQ(dominantColour(thumbnail(clips().shortColours)), QStringLiteral("green"));
+}
+
+TEST_F(ThumbnailCacheTest, LongClipIsShownAtOneSecond) {
+    // 12 s: green from 1 s to 1.2 s; a tenth of the length (1.2 s) would be blue.
+    EXPECT_EQ(dominantColour(thumbnail(clips().longColours)), QStringLiteral("green"));
+}
+
+TEST_F(ThumbnailCacheTest, ThumbnailsFitFourHundredPixelsKeepingAspect) {
+    EXPECT_EQ(thumbnail(clips().fullHD).size(), QSize(400, 225));
+    EXPECT_EQ(thumbnail(clips().fullHDPortrait).size(), QSize(225, 400));
+    EXPECT_EQ(thumbnail(clips().portrait).size(), QSize(180, 320));
+    EXPECT_EQ(thumbnail(clips().landscape).size(), QSize(320, 180));
+}
+
+TEST_F(ThumbnailCacheTest, CachedThumbnailIsDeliveredBeforeTheCallReturns) {
+    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
+    const QImage first = thumbnail(clips().landscape);
+    ASSERT_FALSE(first.isNull());
+    const QUrl url = QUrl::fromLocalFile(clips().landscape);
+    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
+    EXPECT_FALSE(m_cache->isGenerating(url));
+    EXPECT_EQ(changed.count(), 1);
+
+    const std::shared_ptr<Delivery> again = request(clips().landscape);
+    EXPECT_EQ(again->calls, 1);
+    EXPECT_TRUE(again->image == first);
+    EXPECT_EQ(changed.count(), 1);
+}
+
+TEST_F(ThumbnailCacheTest, SecondRequestDuringGenerationGetsTheResultAfterTheRetry) {
+    const QUrl url = QUrl::fromLocalFile(clips().landscape);
+    const std::shared_ptr<Delivery> first = request(clips().landscape);
+    const std::shared_ptr<Delivery> second = request(clips().landscape);
+    EXPECT_TRUE(m_cache->isGenerating(url));
+    EXPECT_EQ(second->calls, 0);
+    // The generation ends well before the retry: its result is posted ahead of the timer.
+    QThreadPool::globalInstance()->waitForDone();
+    int firstCallsWhenSecondCame = -1;
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        if (second->calls > 0 && firstCallsWhenSecondCame < 0)
+            firstCallsWhenSecondCame = first->calls;
+        return first->calls > 0 && second->calls > 0;
+    }));
+    EXPECT_EQ(firstCallsWhenSecondCame, 1);
+    EXPECT_EQ(first->calls, 1);
+    EXPECT_EQ(second->calls, 1);
+    ASSERT_FALSE(first->image.isNull());
+    EXPECT_TRUE(second->image == first->image);
+    EXPECT_EQ(m_cache->cachedURLs().size(), 1);
+    EXPECT_FALSE(m_cache->isGenerating(url));
+}
+
+TEST_F(ThumbnailCacheTest, SecondRequestGetsNothingWhenGenerationTakesLonger) {
+    const QUrl url = QUrl::fromLocalFile(clips().landscape);
+    PoolBlocker blocker;
+    const std::shared_ptr<Delivery> first = request(clips().landscape);
+    const std::shared_ptr<Delivery> second = request(clips().landscape);
+    ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0; }));
+    EXPECT_EQ(second->calls, 1);
+    EXPECT_TRUE(second->image.isNull());
+    EXPECT_EQ(first->calls, 0);
+    EXPECT_TRUE(m_cache->isGenerating(url));
+
+    blocker.release();
+    ASSERT_TRUE(testutil::waitUntil([&] { return first->calls > 0; }));
+    EXPECT_FALSE(first->image.isNull());
+    EXPECT_FALSE(m_cache->cachedImage(url).isNull());
+    EXPECT_EQ(second->calls, 1);
+}
+
+TEST_F(ThumbnailCacheTest, FailurePrintsALineAndIsTriedAgainNextTime) {
+    StdoutCapture output;
+    const QString line =
+        QStringLiteral("ThumbnailCache: Failed to generate thumbnail for audio.m4a: The file has "
+                       "no video track.");
+    EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
+    EXPECT_EQ(output.count(line), 1);
+    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
+    EXPECT_FALSE(m_cache->isGenerating(QUrl::fromLocalFile(clips().audioOnly)));
+
+    EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
+    EXPECT_EQ(output.count(line), 2);
+
+    EXPECT_TRUE(thumbnail(clips().empty).isNull());
+    EXPECT_TRUE(thumbnail(clips().notVideo).isNull());
+    EXPECT_EQ(output.count(QStringLiteral(
+                  "ThumbnailCache: Failed to generate thumbnail for empty.mp4: The file couldn’t "
+                  "be opened: Invalid data found when processing input.")),
+              1);
+    EXPECT_EQ(output.count(QStringLiteral(
+                  "ThumbnailCache: Failed to generate thumbnail for not-video.mp4: The file "
+                  "couldn’t be opened: Invalid data found when processing input.")),
+              1);
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+}
+
+TEST_F(ThumbnailCacheTest, ConcurrentRequestsForOneFileGenerateOnce) {
+    StdoutCapture output;
+    const std::shared_ptr<Delivery> first = request(clips().audioOnly);
+    const std::shared_ptr<Delivery> second = request(clips().audioOnly);
+    const std::shared_ptr<Delivery> third = request(clips().audioOnly);
+    ASSERT_TRUE(testutil::waitUntil(
+        [&] { return first->calls > 0 && second->calls > 0 && third->calls > 0; }));
+    for (const auto& delivery : {first, second, third}) {
+        EXPECT_EQ(delivery->calls, 1);
+        EXPECT_TRUE(delivery->image.isNull());
+    }
+    EXPECT_EQ(output.count(QStringLiteral("ThumbnailCache: Failed to generate thumbnail for "
+                                          "audio.m4a: The file has no video track.")),
+              1);
+}
+
+TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
+    QList<QUrl> urls;
+    for (int i = 0; i < 60; ++i) {
+        const QString path = clips().folder + QStringLiteral("/copy-%1.mp4").arg(i);
+        if (!QFile::exists(path)) {
+            ASSERT_TRUE(QFile::copy(clips().tiny, path));
+        }
+        urls.append(QUrl::fromLocalFile(path));
+    }
+    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
+    QList<std::shared_ptr<Delivery>> deliveries;
+    for (const QUrl& url : urls)
+        deliveries.append(request(url.toLocalFile()));
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        return std::all_of(deliveries.begin(), deliveries.end(),
+                           [](const auto& delivery) { return delivery->calls > 0; });
+    }));
+    for (const auto& delivery : deliveries)
+        EXPECT_FALSE(delivery->image.isNull());
+
+    EXPECT_EQ(m_cache->cachedURLs().size(), 60);
+    EXPECT_EQ(changed.count(), 60);
+    // 60 × 100,000 bytes = 6,000,000 bytes = 5.72 MiB.
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("5.7 MB"));
+    const auto kept = std::count_if(urls.begin(), urls.end(), [&](const QUrl& url) {
+        return !m_cache->cachedImage(url).isNull();
+    });
+    EXPECT_EQ(kept, ThumbnailCache::countLimit);
+
+    m_cache->clearCache();
+    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
+    EXPECT_EQ(changed.count(), 61);
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+    for (const QUrl& url : urls)
+        EXPECT_TRUE(m_cache->cachedImage(url).isNull());
+}
+
+TEST_F(ThumbnailCacheTest, ClearingLeavesGenerationsInFlightAlone) {
+    const QUrl url = QUrl::fromLocalFile(clips().landscape);
+    thumbnail(clips().tiny);
+    PoolBlocker blocker;
+    const std::shared_ptr<Delivery> pending = request(clips().landscape);
+    m_cache->clearCache();
+    EXPECT_TRUE(m_cache->isGenerating(url));
+    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
+    blocker.release();
+    ASSERT_TRUE(testutil::waitUntil([&] { return pending->calls > 0; }));
+    EXPECT_FALSE(pending->image.isNull());
+    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("98 KB"));
+}
+
+TEST_F(ThumbnailCacheTest, CacheGoneBeforeTheResultDeliversNothingButRetriesGetNone) {
+    auto cache = std::make_unique<ThumbnailCache>();
+    std::shared_ptr<Delivery> first;
+    std::shared_ptr<Delivery> second;
+    {
+        PoolBlocker blocker;
+        first = request(clips().landscape, cache.get());
+        second = request(clips().landscape, cache.get());
+        cache.reset();
+    }
+    ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0; }));
+    EXPECT_TRUE(second->image.isNull());
+    QThreadPool::globalInstance()->waitForDone();
+    testutil::processEventsFor(100);
+    EXPECT_EQ(first->calls, 0);
+    EXPECT_EQ(second->calls, 1);
+}
+
+TEST_F(ThumbnailCacheTest, MemorySizesReadInBinaryUnits) {
+    EXPECT_EQ(ThumbnailCache::memorySizeText(0), QStringLiteral("Zero KB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1), QStringLiteral("1 byte"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(512), QStringLiteral("512 bytes"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1024), QStringLiteral("1 KB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(100000), QStringLiteral("98 KB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1048575), QStringLiteral("1.0 MB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000), QStringLiteral("4.8 MB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(6000000), QStringLiteral("5.7 MB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000000), QStringLiteral("4.66 GB"));
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+}
+
+} // namespace

@@ -1,0 +1,235 @@
+#include "library/VideoMetadataLoader.h"
+
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "library/PlaylistLibrary.h"
+#include "library/PlaylistPersistence.h"
+#include "media_clips.h"
+#include "support/StdoutCapture.h"
+#include "support/TestUtil.h"
+
+#include <QSignalSpy>
+#include <QThreadPool>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using mediaclips::clips;
+
+class VideoMetadataLoaderTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { clips(); }
+    void SetUp() override {
+        ASSERT_FALSE(clips().folder.isEmpty()) << qPrintable(mediaclips::error());
+        Preferences& store = Preferences::standard();
+        for (const QString& key : store.allKeys())
+            store.removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        m_library = std::make_unique<PlaylistLibrary>(store);
+        ASSERT_TRUE(testutil::waitUntil([&] { return !m_library->isSyncing(); }));
+        m_loader = std::make_unique<VideoMetadataLoader>();
+    }
+    void TearDown() override {
+        QThreadPool::globalInstance()->waitForDone();
+        testutil::processEventsFor(50);
+        m_loader.reset();
+        m_library.reset();
+        PlaylistPersistence::resetRegistryForTesting();
+    }
+
+    // A playlist of the given files; returns it as stored.
+    NamedPlaylist playlistOf(const QStringList& paths) {
+        QList<PlaylistItem> items;
+        for (const QString& path : paths)
+            items.append(PlaylistItem::forFile(QUrl::fromLocalFile(path)));
+        return m_library->createPlaylist(QStringLiteral("Test"), items);
+    }
+
+    std::optional<PlaylistItem> storedItem(const QUuid& playlistId, const QUuid& itemId) const {
+        const std::optional<NamedPlaylist> playlist = m_library->playlist(playlistId);
+        if (!playlist)
+            return std::nullopt;
+        for (const PlaylistItem& item : playlist->items) {
+            if (item.id == itemId)
+                return item;
+        }
+        return std::nullopt;
+    }
+
+    void load(const NamedPlaylist& playlist, const PlaylistItem& item) {
+        m_loader->loadMetadata(item.fileURL(), *m_library, playlist.id, item.id);
+    }
+
+    bool waitUntilDone(const QUrl& url) {
+        return testutil::waitUntil([&] { return !m_loader->isLoading(url); });
+    }
+
+    std::unique_ptr<PlaylistLibrary> m_library;
+    std::unique_ptr<VideoMetadataLoader> m_loader;
+};
+
+TEST_F(VideoMetadataLoaderTest, WritesDurationAndDisplayedSizeIntoTheItem) {
+    const NamedPlaylist playlist =
+        playlistOf({clips().landscape, clips().portrait, clips().fullHDPortrait});
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    QSignalSpy posts(&Notifications::instance(), &Notifications::playlistDidChange);
+    for (const PlaylistItem& item : playlist.items)
+        load(playlist, item);
+    for (const PlaylistItem& item : playlist.items)
+        ASSERT_TRUE(waitUntilDone(item.fileURL()));
+
+    const std::optional<PlaylistItem> landscape = storedItem(playlist.id, playlist.items[0].id);
+    ASSERT_TRUE(landscape);
+    ASSERT_TRUE(landscape->duration);
+    EXPECT_NEAR(*landscape->duration, 3.0, 0.05);
+    EXPECT_EQ(landscape->width, 320);
+    EXPECT_EQ(landscape->height, 180);
+    // Nothing else of the item changes.
+    PlaylistItem rest = *landscape;
+    rest.duration.reset();
+    rest.width.reset();
+    rest.height.reset();
+    EXPECT_EQ(rest, playlist.items[0]);
+
+    // Rotated clips report their displayed size.
+    const std::optional<PlaylistItem> portrait = storedItem(playlist.id, playlist.items[1].id);
+    ASSERT_TRUE(portrait);
+    EXPECT_EQ(portrait->width, 180);
+    EXPECT_EQ(portrait->height, 320);
+    const std::optional<PlaylistItem> phone = storedItem(playlist.id, playlist.items[2].id);
+    ASSERT_TRUE(phone);
+    EXPECT_EQ(phone->width, 1080);
+    EXPECT_EQ(phone->height, 1920);
+
+    // One update per file, each saved and announced.
+    EXPECT_EQ(changes.count(), 3);
+    EXPECT_EQ(posts.count(), 3);
+    const PlaylistLibrary reread(Preferences::standard());
+    const std::optional<NamedPlaylist> stored = reread.playlist(playlist.id);
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->items, m_library->playlist(playlist.id)->items);
+}
+
+TEST_F(VideoMetadataLoaderTest, UnknownDurationIsWrittenAsAbsent) {
+    NamedPlaylist playlist = playlistOf({clips().rawStream});
+    playlist.items[0].duration = 42.0;
+    m_library->updatePlaylist(playlist);
+    load(playlist, playlist.items[0]);
+    ASSERT_TRUE(waitUntilDone(playlist.items[0].fileURL()));
+    const std::optional<PlaylistItem> item = storedItem(playlist.id, playlist.items[0].id);
+    ASSERT_TRUE(item);
+    EXPECT_FALSE(item->duration);
+    EXPECT_EQ(item->width, 160);
+    EXPECT_EQ(item->height, 90);
+}
+
+TEST_F(VideoMetadataLoaderTest, FileWithoutVideoPrintsOneLineAndWritesNothing) {
+    const NamedPlaylist playlist = playlistOf({clips().audioOnly});
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    StdoutCapture output;
+    load(playlist, playlist.items[0]);
+    ASSERT_TRUE(waitUntilDone(playlist.items[0].fileURL()));
+    testutil::processEventsFor(50);
+    EXPECT_EQ(output.lines(),
+              QStringList{QStringLiteral("VideoMetadataLoader: No video track for audio.m4a")});
+    EXPECT_EQ(changes.count(), 0);
+    EXPECT_EQ(m_library->playlist(playlist.id), playlist);
+}
+
+TEST_F(VideoMetadataLoaderTest, UnreadableFilesPrintTheFailureAndWriteNothing) {
+    const NamedPlaylist playlist = playlistOf({clips().empty, clips().notVideo, clips().truncated,
+                                               clips().folder + QStringLiteral("/gone.mp4")});
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    StdoutCapture output;
+    for (const PlaylistItem& item : playlist.items) {
+        load(playlist, item);
+        ASSERT_TRUE(waitUntilDone(item.fileURL()));
+    }
+    testutil::processEventsFor(50);
+    const QString invalid =
+        QStringLiteral(": The file couldn’t be opened: Invalid data found when processing input.");
+    EXPECT_EQ(
+        output.lines(),
+        (QStringList{
+            QStringLiteral("VideoMetadataLoader: Failed to load metadata for empty.mp4") + invalid,
+            QStringLiteral("VideoMetadataLoader: Failed to load metadata for not-video.mp4") +
+                invalid,
+            QStringLiteral("VideoMetadataLoader: Failed to load metadata for truncated.mp4") +
+                invalid,
+            QStringLiteral("VideoMetadataLoader: Failed to load metadata for gone.mp4: The "
+                           "file couldn’t be opened: No such file or directory."),
+        }));
+    EXPECT_EQ(changes.count(), 0);
+    EXPECT_EQ(m_library->playlist(playlist.id), playlist);
+}
+
+TEST_F(VideoMetadataLoaderTest, SecondRequestWhileLoadingIsDroppedAndLaterOnesRun) {
+    const NamedPlaylist playlist = playlistOf({clips().landscape});
+    const PlaylistItem& item = playlist.items[0];
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    EXPECT_FALSE(m_loader->isLoading(item.fileURL()));
+    load(playlist, item);
+    EXPECT_TRUE(m_loader->isLoading(item.fileURL()));
+    // The result is applied on this thread, so the first load is surely still under way.
+    load(playlist, item);
+    ASSERT_TRUE(waitUntilDone(item.fileURL()));
+    QThreadPool::globalInstance()->waitForDone();
+    testutil::processEventsFor(50);
+    EXPECT_EQ(changes.count(), 1);
+
+    // Once finished, the file can be loaded again.
+    load(playlist, item);
+    ASSERT_TRUE(waitUntilDone(item.fileURL()));
+    EXPECT_EQ(changes.count(), 2);
+}
+
+TEST_F(VideoMetadataLoaderTest, BeginLoadingAdmitsOneRequestPerFile) {
+    const QUrl a = QUrl::fromLocalFile(QStringLiteral("/videos/a.mp4"));
+    const QUrl b = QUrl::fromLocalFile(QStringLiteral("/videos/b.mp4"));
+    EXPECT_TRUE(m_loader->beginLoading(a));
+    EXPECT_FALSE(m_loader->beginLoading(a));
+    EXPECT_TRUE(m_loader->beginLoading(b));
+    EXPECT_TRUE(m_loader->isLoading(a));
+    m_loader->finishLoading(a);
+    EXPECT_FALSE(m_loader->isLoading(a));
+    EXPECT_TRUE(m_loader->beginLoading(a));
+    m_loader->finishLoading(a);
+    m_loader->finishLoading(b);
+}
+
+TEST_F(VideoMetadataLoaderTest, ItemRemovedMeanwhileGetsNothingAndTheFileIsReleased) {
+    NamedPlaylist playlist = playlistOf({clips().landscape, clips().portrait});
+    const PlaylistItem removed = playlist.items[0];
+    load(playlist, removed);
+    playlist.items.removeFirst();
+    m_library->updatePlaylist(playlist);
+    const NamedPlaylist afterRemoval = *m_library->playlist(playlist.id);
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    ASSERT_TRUE(waitUntilDone(removed.fileURL()));
+    testutil::processEventsFor(50);
+    EXPECT_EQ(changes.count(), 0);
+    EXPECT_EQ(m_library->playlist(playlist.id), afterRemoval);
+}
+
+TEST_F(VideoMetadataLoaderTest, PlaylistOrLibraryGoneMeanwhileGetsNothing) {
+    const NamedPlaylist kept = playlistOf({clips().fullHD});
+    const NamedPlaylist deleted = playlistOf({clips().landscape});
+    load(deleted, deleted.items[0]);
+    m_library->deletePlaylist(deleted.id);
+    QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
+    ASSERT_TRUE(waitUntilDone(deleted.items[0].fileURL()));
+    testutil::processEventsFor(50);
+    EXPECT_EQ(changes.count(), 0);
+    EXPECT_FALSE(m_library->playlist(deleted.id));
+    EXPECT_EQ(m_library->playlist(kept.id), kept);
+
+    // The library itself goes before the result comes.
+    load(kept, kept.items[0]);
+    m_library.reset();
+    ASSERT_TRUE(waitUntilDone(kept.items[0].fileURL()));
+}
+
+} // namespace

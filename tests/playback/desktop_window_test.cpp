@@ -1,0 +1,366 @@
+// The desktop video under the harness's X server: real Qt Quick windows (software backend),
+// real mpv players drawing through the software renderer, clips made by ffmpeg.
+
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/DesktopVideoView.h"
+#include "playback/DesktopWindow.h"
+#include "playback/DesktopWindowController.h"
+#include "playback/MpvPlayer.h"
+#include "playback/MpvSoftwareRenderer.h"
+#include "playback/ScreenIdentifier.h"
+#include "playback/ScreenWatcher.h"
+#include "playback/SyncManager.h"
+#include "playback/VideoSurface.h"
+#include "support/TestUtil.h"
+
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <memory>
+
+namespace {
+
+class DesktopWindowTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        VideoSurface::useSoftwareRendering();
+        std::setlocale(LC_NUMERIC, "C");
+        s_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(s_dir->isValid());
+        // 16:9 clips of solid colours, long enough to stay on screen while they are checked.
+        for (const char* colour : {"red", "blue"}) {
+            testutil::ClipSpec clip;
+            clip.seconds = 4.0;
+            clip.size = QStringLiteral("320x180");
+            clip.source = QStringLiteral("color=c=%1").arg(QString::fromUtf8(colour));
+            ASSERT_TRUE(testutil::encodeClip(
+                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QString::fromUtf8(colour))),
+                clip));
+        }
+    }
+    static void TearDownTestSuite() { s_dir.reset(); }
+
+    void SetUp() override {
+        Preferences& store = Preferences::standard();
+        for (const QString& key : store.allKeys())
+            store.removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        FolderBookmarkManager folders(store);
+        ASSERT_TRUE(
+            folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QStringLiteral("clips")))));
+        store.set(QStringLiteral("transitionType"), 0);
+        ASSERT_EQ(QGuiApplication::screens().size(), 2);
+    }
+
+    static bool waitForFrame(VideoSurface* surface) {
+        return testutil::waitUntil([surface] { return !surface->shownFrame().isNull(); });
+    }
+
+    // The colour the X server shows at a point of the whole desktop.
+    static QColor desktopPixel(QPoint point) {
+        const QImage image =
+            QGuiApplication::primaryScreen()->grabWindow(0, point.x(), point.y(), 1, 1).toImage();
+        return image.isNull() ? QColor() : image.pixelColor(0, 0);
+    }
+
+    static std::unique_ptr<QTemporaryDir> s_dir;
+};
+
+std::unique_ptr<QTemporaryDir> DesktopWindowTest::s_dir;
+
+bool isRed(const QColor& colour) {
+    return colour.red() > 200 && colour.green() < 60 && colour.blue() < 60;
+}
+bool isBlue(const QColor& colour) {
+    return colour.blue() > 200 && colour.red() < 60 && colour.green() < 60;
+}
+
+QString xprop(WId window, const char* property) {
+    const testutil::ProcessResult result = testutil::runProcess(
+        QStringLiteral("xprop"),
+        {QStringLiteral("-id"), QString::number(window), QString::fromUtf8(property)});
+    return QString::fromUtf8(result.out).trimmed();
+}
+
+TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
+    const QString edid =
+        ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
+                                          QStringLiteral("ABC123"), QStringLiteral("DP-1"));
+    // The same display on another connector keeps its identifier.
+    EXPECT_EQ(edid, ScreenIdentifier::fromDescription(
+                        QStringLiteral("DEL"), QStringLiteral("U2720Q"), QStringLiteral("ABC123"),
+                        QStringLiteral("HDMI-2")));
+    EXPECT_NE(edid,
+              ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
+                                                QStringLiteral("ABC124"), QStringLiteral("DP-1")));
+    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, QStringLiteral("DP-1")),
+              QString::number(ScreenIdentifier::fnv1a("DP-1")));
+    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), QStringLiteral("0"));
+    // FNV-1a's published check values.
+    EXPECT_EQ(ScreenIdentifier::fnv1a(""), 2166136261u);
+    EXPECT_EQ(ScreenIdentifier::fnv1a("a"), 0xe40c292cu);
+    EXPECT_EQ(ScreenIdentifier::forScreen(nullptr), QStringLiteral("0"));
+}
+
+TEST(ScreenIdentifier, HarnessScreensAreNamedStablyAndApart) {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    ASSERT_EQ(screens.size(), 2);
+    QStringList ids;
+    QStringList names;
+    for (QScreen* screen : screens) {
+        const QString id = ScreenIdentifier::forScreen(screen);
+        EXPECT_EQ(id, ScreenIdentifier::forScreen(screen));
+        bool numeric = false;
+        id.toUInt(&numeric);
+        EXPECT_TRUE(numeric) << id.toStdString();
+        EXPECT_EQ(id, QString::number(id.toUInt())) << "no padding, no sign";
+        ids.append(id);
+        names.append(ScreenIdentifier::displayName(screen));
+    }
+    EXPECT_NE(ids[0], ids[1]);
+    EXPECT_EQ(names, (QStringList{QStringLiteral("DP-1"), QStringLiteral("DP-2")}));
+}
+
+TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges) {
+    QTemporaryDir dir;
+    Preferences store(dir.filePath(QStringLiteral("prefs.sqlite3")));
+    store.set(QStringLiteral("syncDisplays"), true);
+    {
+        SyncManager sync(store);
+        EXPECT_TRUE(sync.isSyncEnabled());
+        ASSERT_NE(sync.sharedPlayerManager(), nullptr) << "made at creation when on";
+        EXPECT_EQ(sync.sharedPlayerManager()->screenId(), QStringLiteral("default"));
+    }
+    store.set(QStringLiteral("syncDisplays"), false);
+    SyncManager sync(store);
+    QSignalSpy own(&sync, &SyncManager::syncModeDidChange);
+    QSignalSpy global(&Notifications::instance(), &Notifications::syncModeDidChange);
+    EXPECT_FALSE(sync.isSyncEnabled());
+    EXPECT_EQ(sync.sharedPlayerManager(true), nullptr);
+
+    store.removeObject(QStringLiteral("syncDisplays"));
+    sync.setSyncEnabled(false);
+    EXPECT_EQ(store.objectForKey(QStringLiteral("syncDisplays")), QVariant(false))
+        << "written also without a change";
+    EXPECT_EQ(own.count(), 0);
+
+    sync.setSyncEnabled(true);
+    EXPECT_EQ(own.count(), 1);
+    EXPECT_EQ(global.count(), 1);
+    ASSERT_NE(sync.sharedPlayerManager(), nullptr);
+    EXPECT_EQ(sync.sharedPlayerManager(true), sync.sharedPlayerManager());
+    sync.setSyncEnabled(true);
+    EXPECT_EQ(own.count(), 1);
+
+    // Read once: an outside change waits for the next start.
+    store.set(QStringLiteral("syncDisplays"), false);
+    EXPECT_TRUE(sync.isSyncEnabled());
+
+    sync.setSyncEnabled(false);
+    EXPECT_EQ(own.count(), 2);
+    EXPECT_EQ(global.count(), 2);
+    EXPECT_EQ(sync.sharedPlayerManager(), nullptr);
+    EXPECT_EQ(store.objectForKey(QStringLiteral("syncDisplays")), QVariant(false));
+}
+
+TEST(DesktopVideoView, ScalingPlacesTheVideoInTheArea) {
+    const QRectF area(0, 0, 800, 600); // 4:3
+    const QSize video(320, 180);       // 16:9
+    using Scaling = DesktopVideoView::Scaling;
+    EXPECT_EQ(DesktopVideoView::scalingFor(1), Scaling::Fit);
+    EXPECT_EQ(DesktopVideoView::scalingFor(2), Scaling::Stretch);
+    EXPECT_EQ(DesktopVideoView::scalingFor(0), Scaling::Fill);
+    EXPECT_EQ(DesktopVideoView::scalingFor(5), Scaling::Fill);
+    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fit), QRectF(0, 75, 800, 450));
+    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fill),
+              QRectF(-133.3333333333333, 0, 1066.666666666667, 600));
+    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Stretch), area);
+    EXPECT_EQ(DesktopVideoView::videoRect(area, {}, Scaling::Fit), area);
+}
+
+TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
+    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
+    for (QScreen* screen : QGuiApplication::screens()) {
+        controllers.push_back(std::make_unique<DesktopWindowController>(screen));
+        controllers.back()->showWindow();
+    }
+    for (const auto& controller : controllers) {
+        DesktopWindow* window = controller->window();
+        ASSERT_TRUE(testutil::waitUntil([window] { return window->isExposed(); }));
+        EXPECT_EQ(window->geometry(), controller->screen()->geometry());
+        EXPECT_TRUE(controller->ownsPlayerManager());
+        EXPECT_EQ(controller->playerManager()->screenId(),
+                  ScreenIdentifier::forScreen(controller->screen()));
+        EXPECT_TRUE(window->flags().testFlag(Qt::WindowTransparentForInput));
+        EXPECT_TRUE(window->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
+        EXPECT_EQ(xprop(window->winId(), "_NET_WM_WINDOW_TYPE"),
+                  QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DESKTOP"));
+        const QString state = xprop(window->winId(), "_NET_WM_STATE");
+        for (const char* atom : {"_NET_WM_STATE_BELOW", "_NET_WM_STATE_STICKY",
+                                 "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"})
+            EXPECT_TRUE(state.contains(QString::fromUtf8(atom))) << state.toStdString();
+        EXPECT_EQ(xprop(window->winId(), "_NET_WM_DESKTOP"),
+                  QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"));
+    }
+    EXPECT_EQ(controllers[0]->screenName(), QStringLiteral("DP-1"));
+    EXPECT_EQ(controllers[1]->screenName(), QStringLiteral("DP-2"));
+
+    // Before anything plays, the desktop is black.
+    EXPECT_EQ(desktopPixel({960, 540}), QColor(Qt::black));
+    for (const auto& controller : controllers)
+        controller->playerManager()->play();
+    for (const auto& controller : controllers) {
+        DesktopVideoView* view = controller->videoView();
+        ASSERT_TRUE(testutil::waitUntil([view] { return !view->isPlayerAActive(); }));
+        ASSERT_TRUE(waitForFrame(view->surfaceB()));
+        const QImage frame = view->surfaceB()->shownFrame();
+        // "bgra": the fourth byte of every pixel is an opaque alpha, never 0.
+        EXPECT_EQ(frame.constBits()[3], 255);
+        EXPECT_EQ(frame.size(), view->surfaceB()->size().toSize());
+    }
+    // Each screen shows its first video where its window is.
+    for (const auto& controller : controllers) {
+        const QPoint centre = controller->screen()->geometry().center();
+        ASSERT_TRUE(testutil::waitUntil([&] {
+            const QColor colour = desktopPixel(centre);
+            return isRed(colour) || isBlue(colour);
+        })) << desktopPixel(centre).name().toStdString();
+        const QUrl url = controller->playerManager()->currentVideoURL();
+        const QColor colour = desktopPixel(centre);
+        EXPECT_TRUE(url.fileName() == QStringLiteral("red.mp4") ? isRed(colour) : isBlue(colour))
+            << url.fileName().toStdString() << " " << colour.name().toStdString();
+    }
+}
+
+TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
+    Preferences::standard().set(QStringLiteral("transitionDuration"), 0.5);
+    DesktopWindowController controller(QGuiApplication::primaryScreen());
+    controller.showWindow();
+    DesktopVideoView* view = controller.videoView();
+    VideoPlayerManager* manager = controller.playerManager();
+    QSignalSpy switches(manager, &VideoPlayerManager::videoPlayerDidTransition);
+    QSignalSpy finished(view, &DesktopVideoView::transitionFinished);
+    manager->play();
+    ASSERT_TRUE(testutil::waitUntil([&] { return finished.count() >= 1; }));
+
+    for (qint64 type : {0, 1, 2, 7}) {
+        SCOPED_TRACE(type);
+        Preferences::standard().set(QStringLiteral("transitionType"), type);
+        const bool toA = !view->isPlayerAActive();
+        VideoSurface* incoming = toA ? view->surfaceA() : view->surfaceB();
+        VideoSurface* outgoing = toA ? view->surfaceB() : view->surfaceA();
+        const int before = finished.count();
+        QList<double> outgoingOpacities;
+        QList<double> incomingOpacities;
+        const auto outgoingWatch =
+            QObject::connect(outgoing, &QQuickItem::opacityChanged, outgoing,
+                             [&] { outgoingOpacities.append(outgoing->opacity()); });
+        const auto incomingWatch =
+            QObject::connect(incoming, &QQuickItem::opacityChanged, incoming,
+                             [&] { incomingOpacities.append(incoming->opacity()); });
+        manager->nextVideo();
+        ASSERT_TRUE(testutil::waitUntil([&] { return finished.count() > before; }));
+        QObject::disconnect(outgoingWatch);
+        QObject::disconnect(incomingWatch);
+        EXPECT_EQ(view->isPlayerAActive(), toA);
+        EXPECT_EQ(manager->activePlayer() == manager->playerA(), toA);
+        EXPECT_EQ(incoming->opacity(), 1.0);
+        EXPECT_EQ(outgoing->opacity(), 0.0);
+        EXPECT_TRUE(incoming->isDrawing());
+        EXPECT_FALSE(outgoing->isDrawing()) << "a transparent surface draws nothing";
+        switch (type) {
+        case 0: // a cut: no intermediate opacity
+            EXPECT_EQ(incomingOpacities, QList<double>{1.0});
+            EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
+            break;
+        case 1: // through black: the incoming surface appears only after the outgoing one left
+            EXPECT_GT(outgoingOpacities.size(), 2);
+            EXPECT_EQ(incomingOpacities, QList<double>{1.0});
+            break;
+        default: // dissolve: the incoming one rises above and fades in over an opaque one
+            EXPECT_GT(incoming->z(), outgoing->z());
+            EXPECT_GT(incomingOpacities.size(), 2);
+            EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
+            break;
+        }
+    }
+}
+
+TEST_F(DesktopWindowTest, ScalingFollowsThePreferenceLive) {
+    DesktopWindowController controller(QGuiApplication::primaryScreen());
+    DesktopVideoView* view = controller.videoView();
+    view->setSize(QSizeF(800, 600));
+    controller.playerManager()->play();
+    VideoSurface* surface = view->surfaceB();
+    ASSERT_TRUE(testutil::waitUntil([&] { return surface->videoSize() == QSize(320, 180); }));
+    EXPECT_EQ(QRectF(surface->position(), surface->size()),
+              QRectF(-133.3333333333333, 0, 1066.666666666667, 600))
+        << "fill crops by default";
+    Preferences::standard().set(QStringLiteral("videoScaling"), 1);
+    EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 75, 800, 450));
+    Preferences::standard().set(QStringLiteral("videoScaling"), 2);
+    EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 0, 800, 600));
+}
+
+TEST_F(DesktopWindowTest, SyncModeDrawsOneManagersPlayersOnEveryScreen) {
+    SyncManager sync(Preferences::standard(), DesktopWindowController::surfacePlayerFactory());
+    sync.setSyncEnabled(true);
+    VideoPlayerManager* shared = sync.sharedPlayerManager(true);
+    ASSERT_NE(shared, nullptr);
+    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
+    for (QScreen* screen : QGuiApplication::screens()) {
+        controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
+        controllers.back()->showWindow();
+    }
+    shared->play();
+    for (const auto& controller : controllers) {
+        EXPECT_FALSE(controller->ownsPlayerManager());
+        DesktopVideoView* view = controller->videoView();
+        EXPECT_EQ(view->surfaceB()->player(), shared->playerB());
+        ASSERT_TRUE(testutil::waitUntil([view] { return !view->isPlayerAActive(); }));
+        ASSERT_TRUE(waitForFrame(view->surfaceB()));
+    }
+    // Both screens show the frames of one decode.
+    auto* player = qobject_cast<MpvPlayer*>(shared->playerB());
+    ASSERT_NE(player, nullptr);
+    EXPECT_GT(player->renderer()->renderedFrames(), 0u);
+    const QColor left = desktopPixel({960, 540});
+    ASSERT_TRUE(testutil::waitUntil([&] { return desktopPixel({2880, 540}) == left; }));
+    EXPECT_TRUE(isRed(left) || isBlue(left)) << left.name().toStdString();
+
+    // Closing one window leaves the shared manager playing.
+    controllers.pop_back();
+    EXPECT_TRUE(shared->isPlaying());
+}
+
+TEST_F(DesktopWindowTest, UnpluggingAMonitorIsOneScreenChange) {
+    ScreenWatcher watcher;
+    QSignalSpy changes(&watcher, &ScreenWatcher::screensChanged);
+    const auto restore = qScopeGuard([] {
+        testutil::runProcess(QStringLiteral("xrandr"),
+                             {QStringLiteral("--setmonitor"), QStringLiteral("DP-2"),
+                              QStringLiteral("1920/508x1080/286+1920+0"), QStringLiteral("none")});
+        testutil::waitUntil([] { return QGuiApplication::screens().size() == 2; });
+    });
+    const testutil::ProcessResult result = testutil::runProcess(
+        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    ASSERT_TRUE(testutil::waitUntil([&] { return changes.count() >= 1; }));
+    testutil::processEventsFor(500);
+    EXPECT_EQ(changes.count(), 1);
+    ASSERT_EQ(QGuiApplication::screens().size(), 1);
+    DesktopWindowController controller(QGuiApplication::screens().constFirst());
+    controller.showWindow();
+    EXPECT_EQ(controller.window()->geometry(), QRect(0, 0, 1920, 1080));
+}
+
+} // namespace

@@ -1,0 +1,326 @@
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/MpvPlayer.h"
+#include "playback/PlaylistManager.h"
+#include "playback/VideoPlayerManager.h"
+#include "support/LogCapture.h"
+#include "support/TestUtil.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+const QString kPlayback = QStringLiteral("com.orvanta.playback");
+
+// Two real mpv players per manager (no video output), the user's store of the harness, and
+// folders of clips made by ffmpeg once for the suite.
+class VideoPlayerManagerTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(s_dir->isValid());
+        const struct {
+            const char* path;
+            double seconds;
+            const char* source;
+        } clips[] = {
+            {"three/a.mp4", 2.0, "testsrc"},      {"three/b.mp4", 2.0, "color=c=red"},
+            {"three/c.mp4", 2.0, "color=c=blue"}, {"long/four.mp4", 4.0, "testsrc"},
+            {"long/seven.mp4", 7.0, "testsrc"},   {"short/two.mp4", 2.4, "testsrc"},
+            {"one/only.mp4", 1.0, "testsrc"},
+        };
+        for (const auto& entry : clips) {
+            testutil::ClipSpec clip;
+            clip.seconds = entry.seconds;
+            clip.source = QString::fromUtf8(entry.source);
+            ASSERT_TRUE(testutil::encodeClip(path(entry.path), clip)) << entry.path;
+        }
+        testutil::writeFile(path("broken/empty.mp4"), {});
+        testutil::writeFile(path("broken/text.mp4"), QByteArray("not a video\n").repeated(40));
+        testutil::writeFile(path("broken/zzz.mp4"), QByteArray(1000, '\x01'));
+    }
+    static void TearDownTestSuite() { s_dir.reset(); }
+
+    void SetUp() override {
+        Preferences& store = Preferences::standard();
+        for (const QString& key : store.allKeys())
+            store.removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        store.set(QStringLiteral("transitionType"), 0);
+    }
+
+    static QString path(const char* relative) {
+        return s_dir->filePath(QString::fromUtf8(relative));
+    }
+
+    // Makes `folder` the only source folder.
+    static void useFolder(const char* folder) {
+        FolderBookmarkManager folders(Preferences::standard());
+        ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(path(folder))));
+    }
+
+    static bool waitForTransitions(QSignalSpy& spy, int count) {
+        return testutil::waitUntil([&] { return spy.count() >= count; }, 30000);
+    }
+
+    static std::unique_ptr<QTemporaryDir> s_dir;
+};
+
+std::unique_ptr<QTemporaryDir> VideoPlayerManagerTest::s_dir;
+
+TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) {
+    useFolder("three");
+    VideoPlayerManager manager(QStringLiteral("1"));
+    EXPECT_EQ(manager.totalVideoCount(), 3);
+    EXPECT_EQ(manager.currentIndex(), -1);
+    EXPECT_EQ(manager.activePlayer(), manager.playerA());
+    EXPECT_EQ(manager.currentVideoName(), QStringLiteral("No video"));
+    EXPECT_EQ(manager.playerA()->status(), Player::Status::Empty);
+
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    manager.play();
+    EXPECT_TRUE(manager.isPlaying());
+    EXPECT_TRUE(manager.isPreparingNextVideo());
+    EXPECT_EQ(manager.playerB()->status(), Player::Status::Loading);
+    EXPECT_EQ(manager.currentIndex(), 0);
+    EXPECT_EQ(manager.currentVideoURL(), manager.playlistManager().videoURLs().first());
+
+    ASSERT_TRUE(waitForTransitions(transitions, 1));
+    EXPECT_EQ(transitions.first().at(0).value<Player*>(), manager.playerB());
+    EXPECT_EQ(transitions.first().at(1).value<Player*>(), manager.playerA());
+    EXPECT_EQ(manager.activePlayer(), manager.playerB());
+    EXPECT_FALSE(manager.isPreparingNextVideo());
+    EXPECT_GT(manager.playerB()->rate(), 0.0);
+    EXPECT_NEAR(manager.duration(), 2.0, 0.15);
+    EXPECT_EQ(manager.currentVideoName(), manager.currentVideoURL().fileName().chopped(4));
+}
+
+TEST_F(VideoPlayerManagerTest, NothingToPlay) {
+    LogCapture log;
+    VideoPlayerManager manager(QStringLiteral("1"));
+    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("Loaded 0 videos from folders")));
+    manager.play();
+    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No videos to play")));
+    EXPECT_FALSE(manager.isPlaying());
+    EXPECT_EQ(manager.playerB()->status(), Player::Status::Empty);
+}
+
+TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
+    useFolder("long");
+    Preferences& store = Preferences::standard();
+    store.set(QStringLiteral("transitionType"), 2);
+    store.set(QStringLiteral("playbackRate"), 2.0);
+
+    // transitionDuration as stored, the video asked for, the moment expected (0 = at its end).
+    const struct {
+        double stored;
+        const char* video;
+        double askedAt;
+    } cases[] = {
+        {1.5, "four", 2.5},   // 4 s > 1.5 + 1: early
+        {0.2, "four", 3.5},   // clamped to 0.5
+        {9.0, "seven", 2.0},  // clamped to 5.0; 7 s > 6 s
+        {9.0, "four", 0.0},   // 4 s is not longer than 6 s: plays to its end
+        {-3.0, "seven", 6.5}, // absent or small counts as 0.5
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.video) + " with " + std::to_string(c.stored));
+        store.set(QStringLiteral("transitionDuration"), c.stored);
+        VideoPlayerManager manager(QStringLiteral("early"));
+        // Find the clip in the (unshuffled) queue and start right before it.
+        const QList<QUrl> queue = manager.playlistManager().videoURLs();
+        const qsizetype index =
+            std::find_if(queue.begin(), queue.end(),
+                         [&](const QUrl& url) {
+                             return url.fileName().startsWith(QString::fromUtf8(c.video));
+                         }) -
+            queue.begin();
+        ASSERT_LT(index, queue.size());
+        QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+        manager.play();
+        ASSERT_TRUE(waitForTransitions(transitions, 1));
+        if (index == 1) {
+            manager.nextVideo();
+            ASSERT_TRUE(waitForTransitions(transitions, 2));
+        }
+        ASSERT_EQ(manager.currentIndex(), index);
+        Player* current = manager.activePlayer();
+        EXPECT_EQ(manager.hasEarlyAdvance(), c.askedAt > 0.0);
+
+        LogCapture log;
+        double askedAt = -1.0;
+        bool atEnd = false;
+        QObject::connect(&manager, &VideoPlayerManager::currentIndexChanged, &manager, [&] {
+            if (askedAt < 0) {
+                askedAt = current->currentTime();
+                atEnd = current->isAtEnd();
+            }
+        });
+        ASSERT_TRUE(testutil::waitUntil([&] { return askedAt >= 0; }, 30000));
+        if (c.askedAt > 0.0) {
+            EXPECT_FALSE(atEnd);
+            EXPECT_GE(askedAt, c.askedAt - 0.05);
+            EXPECT_LT(askedAt, c.askedAt + 0.5);
+        } else {
+            EXPECT_TRUE(atEnd);
+            EXPECT_TRUE(
+                log.contains(kPlayback, QStringLiteral("Video reached end, advancing to next")));
+        }
+    }
+}
+
+TEST_F(VideoPlayerManagerTest, WithoutATransitionTheEndOfTheVideoAdvances) {
+    useFolder("three");
+    Preferences::standard().set(QStringLiteral("playbackRate"), 2.0);
+    VideoPlayerManager manager(QStringLiteral("1"));
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    LogCapture log;
+    manager.play();
+    ASSERT_TRUE(waitForTransitions(transitions, 2));
+    EXPECT_FALSE(manager.hasEarlyAdvance());
+    EXPECT_EQ(log.count(kPlayback, QStringLiteral("Video reached end, advancing to next")), 1);
+    // The players alternate, and the outgoing one holds its last frame.
+    EXPECT_EQ(transitions.at(1).at(0).value<Player*>(), manager.playerA());
+    EXPECT_TRUE(manager.playerB()->isAtEnd());
+    EXPECT_EQ(manager.playerB()->status(), Player::Status::ReadyToPlay);
+}
+
+TEST_F(VideoPlayerManagerTest, AdvanceRequestsWhileLoadingAreDropped) {
+    useFolder("three");
+    VideoPlayerManager manager(QStringLiteral("1"));
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    manager.play();
+    ASSERT_TRUE(waitForTransitions(transitions, 1));
+
+    manager.nextVideo();
+    manager.nextVideo();
+    manager.previousVideo();
+    EXPECT_EQ(manager.currentIndex(), 1);
+    ASSERT_TRUE(waitForTransitions(transitions, 2));
+    testutil::processEventsFor(300);
+    EXPECT_EQ(transitions.count(), 2);
+    EXPECT_EQ(manager.currentIndex(), 1);
+}
+
+TEST_F(VideoPlayerManagerTest, UnreadableVideosAreSkippedUntilAllHaveFailed) {
+    useFolder("broken");
+    VideoPlayerManager manager(QStringLiteral("1"));
+    ASSERT_EQ(manager.totalVideoCount(), 3);
+    LogCapture log;
+    manager.play();
+    ASSERT_TRUE(testutil::waitUntil(
+        [&] { return log.contains(kPlayback, QStringLiteral("All videos failed to load")); }));
+    testutil::processEventsFor(200);
+    const QStringList lines = log.messages(kPlayback);
+    ASSERT_EQ(lines.size(), 4) << qPrintable(lines.join(QLatin1Char('\n')));
+    for (int n = 0; n < 3; ++n)
+        EXPECT_TRUE(lines[n].startsWith(QStringLiteral("Failed to load video: "))) << n;
+    EXPECT_EQ(lines[3], QStringLiteral("All videos failed to load"));
+    EXPECT_TRUE(manager.isPlaying());
+    EXPECT_FALSE(manager.isPreparingNextVideo());
+    EXPECT_EQ(manager.consecutiveFailures(), 3);
+
+    // Only an item that loads resets the count: after a stop and a reload the manager gives
+    // up at the first failure.
+    manager.stop();
+    manager.loadPlaylist();
+    log.clear();
+    manager.play();
+    ASSERT_TRUE(testutil::waitUntil(
+        [&] { return log.contains(kPlayback, QStringLiteral("All videos failed to load")); }));
+    EXPECT_EQ(log.messages(kPlayback).size(), 2);
+    EXPECT_EQ(manager.consecutiveFailures(), 4);
+}
+
+TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
+    useFolder("one");
+    PlaylistPersistence::forScreen(QStringLiteral("1")).setLoopEnabled(false);
+    Preferences::standard().set(QStringLiteral("playbackRate"), 2.0);
+    VideoPlayerManager manager(QStringLiteral("1"));
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    LogCapture log;
+    manager.play();
+    ASSERT_TRUE(testutil::waitUntil(
+        [&] { return log.contains(kPlayback, QStringLiteral("Playlist complete, not looping")); }));
+    EXPECT_FALSE(manager.isPlaying());
+    EXPECT_EQ(transitions.count(), 1);
+    Player* last = manager.activePlayer();
+    EXPECT_TRUE(last->isAtEnd());
+    EXPECT_NE(last->currentItem(), 0u);
+
+    log.clear();
+    manager.previousVideo();
+    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No previous video available")));
+    manager.nextVideo();
+    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No next video available")));
+    EXPECT_EQ(manager.currentIndex(), 0);
+}
+
+TEST_F(VideoPlayerManagerTest, StopEmptiesBothPlayersAndIgnoresALateVerdict) {
+    useFolder("three");
+    VideoPlayerManager manager(QStringLiteral("1"));
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    manager.play();
+    manager.stop();
+    testutil::processEventsFor(500);
+    EXPECT_EQ(transitions.count(), 0);
+    EXPECT_FALSE(manager.isPlaying());
+    EXPECT_EQ(manager.currentIndex(), -1);
+    EXPECT_EQ(manager.playerA()->status(), Player::Status::Empty);
+    EXPECT_EQ(manager.playerB()->status(), Player::Status::Empty);
+
+    manager.play();
+    ASSERT_TRUE(waitForTransitions(transitions, 1));
+    EXPECT_EQ(manager.currentIndex(), 0);
+}
+
+TEST_F(VideoPlayerManagerTest, PreferencesReachBothPlayers) {
+    useFolder("three");
+    Preferences& store = Preferences::standard();
+    store.set(QStringLiteral("playbackRate"), 3.0);
+    VideoPlayerManager manager(QStringLiteral("1"));
+    for (Player* player : {manager.playerA(), manager.playerB()}) {
+        EXPECT_TRUE(player->isMuted());
+        EXPECT_DOUBLE_EQ(player->volume(), 0.5);
+        EXPECT_FALSE(player->preventsDisplaySleep());
+    }
+    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
+    manager.play();
+    ASSERT_TRUE(waitForTransitions(transitions, 1));
+    auto* active = qobject_cast<MpvPlayer*>(manager.activePlayer());
+    ASSERT_NE(active, nullptr);
+    EXPECT_EQ(active->effectiveRate(), 2.0);
+
+    store.set(QStringLiteral("audioMuted"), false);
+    store.set(QStringLiteral("audioVolume"), 0.25);
+    store.set(QStringLiteral("preventDisplaySleep"), true);
+    store.set(QStringLiteral("playbackRate"), 0.25);
+    for (Player* player : {manager.playerA(), manager.playerB()}) {
+        EXPECT_FALSE(player->isMuted());
+        EXPECT_DOUBLE_EQ(player->volume(), double(0.25f));
+        EXPECT_TRUE(player->preventsDisplaySleep());
+        EXPECT_EQ(player->rate(), 0.5);
+    }
+
+    // A value of another type counts as muted.
+    store.set(QStringLiteral("audioMuted"), QStringLiteral("false"));
+    EXPECT_TRUE(manager.playerA()->isMuted());
+    EXPECT_TRUE(manager.playerB()->isMuted());
+
+    // Paused by the controller: any change keeps both players still.
+    manager.playerA()->pause();
+    manager.playerB()->pause();
+    manager.setIsPlaying(false);
+    store.set(QStringLiteral("videoScaling"), 1);
+    for (Player* player : {manager.playerA(), manager.playerB()})
+        EXPECT_EQ(player->rate(), 0.0);
+    EXPECT_EQ(active->effectiveRate(), 0.0);
+}
+
+} // namespace

@@ -1,0 +1,236 @@
+// PowerManager on the harness's UPower mock (system bus) and on a fake kernel power-supply tree.
+
+#include "support/TestUtil.h"
+#include "system/PowerManager.h"
+#include "system/PowerSource.h"
+
+#include <gtest/gtest.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <optional>
+
+namespace {
+
+constexpr int kDBusTimeoutMs = 10000;
+constexpr int kFastPollMs = 20;
+
+// Runs the event loop until everything the manager queued so far has been delivered: a queued
+// call posted now runs after them.
+void drainQueued(QObject* context) {
+    bool reached = false;
+    QMetaObject::invokeMethod(
+        context, [&reached] { reached = true; }, Qt::QueuedConnection);
+    ASSERT_TRUE(testutil::waitUntil([&reached] { return reached; }));
+}
+
+// --- the kernel's tree ------------------------------------------------------------------------
+
+void writeSupply(const QString& root, const QString& name,
+                 const QList<std::pair<const char*, const char*>>& attributes) {
+    for (const auto& [attribute, value] : attributes)
+        testutil::writeFile(QDir(root).filePath(name + QLatin1Char('/') + QLatin1String(attribute)),
+                            QByteArray(value) + '\n');
+}
+
+class SysfsPowerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_dir.isValid());
+        m_root = m_dir.filePath("power_supply");
+        ASSERT_TRUE(QDir().mkpath(m_root));
+    }
+    std::unique_ptr<PowerManager> createManager() {
+        return std::make_unique<PowerManager>(PowerSource::createSysfs(m_root, kFastPollMs));
+    }
+
+    QTemporaryDir m_dir;
+    QString m_root;
+};
+
+TEST_F(SysfsPowerTest, SystemBatteryDecidesAndPeripheralsAreIgnored) {
+    writeSupply(m_root, "AC", {{"type", "Mains"}, {"online", "0"}});
+    writeSupply(m_root, "BAT0",
+                {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "42"}});
+    writeSupply(m_root, "hidpp_battery_0",
+                {{"type", "Battery"}, {"scope", "Device"}, {"status", "Full"}, {"capacity", "97"}});
+    auto manager = createManager();
+    QSignalSpy published(manager.get(), &PowerManager::isOnBatteryChanged);
+    EXPECT_FALSE(manager->isOnBattery()) << "published from the event loop, not at creation";
+    ASSERT_TRUE(testutil::waitUntil([&] { return published.count() == 1; }));
+    EXPECT_TRUE(manager->isOnBattery());
+    EXPECT_EQ(manager->batteryLevel(), 42);
+
+    // Plugged in: the poll notices and publishes.
+    writeSupply(m_root, "AC", {{"online", "1"}});
+    writeSupply(m_root, "BAT0", {{"status", "Charging"}});
+    ASSERT_TRUE(testutil::waitUntil([&] { return !manager->isOnBattery(); }));
+    EXPECT_EQ(manager->batteryLevel(), 42);
+    const int afterPlugIn = published.count();
+
+    // A new charge level publishes the unchanged power state again.
+    writeSupply(m_root, "BAT0", {{"capacity", "43"}});
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager->batteryLevel() == 43; }));
+    ASSERT_EQ(published.count(), afterPlugIn + 1);
+    EXPECT_EQ(published.last().at(0).toBool(), false);
+
+    // A discharging mouse says nothing about the computer.
+    writeSupply(m_root, "hidpp_battery_0", {{"status", "Discharging"}, {"capacity", "5"}});
+    manager->updatePowerState();
+    drainQueued(manager.get());
+    EXPECT_FALSE(manager->isOnBattery());
+    EXPECT_EQ(manager->batteryLevel(), 43);
+}
+
+TEST_F(SysfsPowerTest, LaterBatteryOverridesAndMissingStatusKeepsTheState) {
+    writeSupply(m_root, "BAT0",
+                {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "30"}});
+    writeSupply(m_root, "BAT1", {{"type", "Battery"}, {"scope", "System"}, {"capacity", "80"}});
+    auto manager = createManager();
+    drainQueued(manager.get());
+    // BAT1 has no status: BAT0's discharging stands, BAT1's capacity wins.
+    EXPECT_TRUE(manager->isOnBattery());
+    EXPECT_EQ(manager->batteryLevel(), 80);
+
+    writeSupply(m_root, "BAT1", {{"status", "Not charging"}});
+    ASSERT_TRUE(testutil::waitUntil([&] { return !manager->isOnBattery(); }));
+    EXPECT_EQ(manager->batteryLevel(), 80);
+}
+
+TEST_F(SysfsPowerTest, DesktopAndMissingTree) {
+    writeSupply(m_root, "AC", {{"type", "Mains"}, {"online", "1"}});
+    writeSupply(m_root, "ups", {{"type", "UPS"}, {"status", "Discharging"}, {"capacity", "60"}});
+    auto desktop = createManager();
+    QSignalSpy published(desktop.get(), &PowerManager::isOnBatteryChanged);
+    drainQueued(desktop.get());
+    ASSERT_EQ(published.count(), 1);
+    EXPECT_FALSE(desktop->isOnBattery());
+    EXPECT_EQ(desktop->batteryLevel(), std::nullopt);
+
+    // Without any power information nothing is published at all.
+    PowerManager nothing(PowerSource::createSysfs(m_dir.filePath("absent"), kFastPollMs));
+    QSignalSpy none(&nothing, &PowerManager::isOnBatteryChanged);
+    nothing.updatePowerState();
+    drainQueued(&nothing);
+    EXPECT_EQ(none.count(), 0);
+    EXPECT_FALSE(nothing.isOnBattery());
+}
+
+// --- UPower ------------------------------------------------------------------------------------
+
+const QString kUPower = QStringLiteral("org.freedesktop.UPower");
+const QString kUPowerPath = QStringLiteral("/org/freedesktop/UPower");
+const QString kMockInterface = QStringLiteral("org.freedesktop.DBus.Mock");
+
+QDBusMessage callUPower(const QString& interface, const QString& method,
+                        const QVariantList& arguments, const QString& path = kUPowerPath) {
+    QDBusMessage message = QDBusMessage::createMethodCall(kUPower, path, interface, method);
+    message.setArguments(arguments);
+    return QDBusConnection::systemBus().call(message, QDBus::Block, kDBusTimeoutMs);
+}
+
+bool setOnBattery(bool onBattery) {
+    const QDBusMessage reply = callUPower(
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
+        {kUPower, QStringLiteral("OnBattery"), QVariant::fromValue(QDBusVariant(onBattery))});
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+// Adds devices to the shared mock and puts it back as it was when the test ends.
+class UPowerMockState {
+public:
+    UPowerMockState() = default;
+    ~UPowerMockState() {
+        for (const QString& path : std::as_const(m_devices))
+            callUPower(kMockInterface, QStringLiteral("RemoveDevice"),
+                       {QVariant::fromValue(QDBusObjectPath(path))});
+        setOnBattery(false);
+    }
+    UPowerMockState(const UPowerMockState&) = delete;
+    UPowerMockState& operator=(const UPowerMockState&) = delete;
+
+    QString add(const QString& method, const QVariantList& arguments) {
+        const QDBusMessage reply = callUPower(kMockInterface, method, arguments);
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+            ADD_FAILURE() << method.toStdString() << ": " << reply.errorMessage().toStdString();
+            return {};
+        }
+        const QString path = reply.arguments().constFirst().toString();
+        m_devices.append(path);
+        return path;
+    }
+    void remove(const QString& path) {
+        callUPower(kMockInterface, QStringLiteral("RemoveDevice"),
+                   {QVariant::fromValue(QDBusObjectPath(path))});
+        m_devices.removeAll(path);
+    }
+
+private:
+    QStringList m_devices;
+};
+
+TEST(UPowerPower, FollowsOnBatteryAndTheInternalBattery) {
+    UPowerMockState mock;
+    ASSERT_TRUE(setOnBattery(false));
+    std::unique_ptr<PowerSource> source = PowerSource::createUPower();
+    ASSERT_NE(source, nullptr) << "the harness's UPower mock does not answer";
+    PowerManager manager(std::move(source));
+    QSignalSpy published(&manager, &PowerManager::isOnBatteryChanged);
+    ASSERT_TRUE(testutil::waitUntil([&] { return published.count() == 1; }));
+    EXPECT_FALSE(manager.isOnBattery());
+    EXPECT_EQ(manager.batteryLevel(), std::nullopt);
+
+    const QString battery = mock.add(
+        QStringLiteral("AddDischargingBattery"),
+        {QStringLiteral("orvanta_test_bat0"), QStringLiteral("Test battery"), 42.0, qint64(3600)});
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 42; }));
+    EXPECT_FALSE(manager.isOnBattery()) << "the daemon still says external power";
+
+    ASSERT_TRUE(setOnBattery(true));
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.isOnBattery(); }));
+
+    const QDBusMessage reply = callUPower(kMockInterface, QStringLiteral("SetDeviceProperties"),
+                                          {QVariant::fromValue(QDBusObjectPath(battery)),
+                                           QVariantMap{{QStringLiteral("Percentage"), 41.4}}});
+    ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 41; }));
+    EXPECT_TRUE(manager.isOnBattery());
+    EXPECT_EQ(published.last().at(0).toBool(), true) << "the repeated value is published again";
+
+    // Mains and peripherals do not count; without an internal battery there is no battery power.
+    mock.add(QStringLiteral("AddAC"), {QStringLiteral("orvanta_test_ac"), QStringLiteral("AC")});
+    mock.remove(battery);
+    ASSERT_TRUE(testutil::waitUntil([&] { return !manager.batteryLevel(); }));
+    EXPECT_FALSE(manager.isOnBattery());
+
+    ASSERT_TRUE(setOnBattery(false));
+    const QString second = mock.add(
+        QStringLiteral("AddChargingBattery"),
+        {QStringLiteral("orvanta_test_bat1"), QStringLiteral("Test battery"), 70.0, qint64(600)});
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 70; }));
+    EXPECT_FALSE(manager.isOnBattery());
+    EXPECT_FALSE(second.isEmpty());
+}
+
+TEST(UPowerPower, StartsFromTheDaemonsCurrentState) {
+    UPowerMockState mock;
+    mock.add(
+        QStringLiteral("AddDischargingBattery"),
+        {QStringLiteral("orvanta_test_bat2"), QStringLiteral("Test battery"), 15.0, qint64(900)});
+    ASSERT_TRUE(setOnBattery(true));
+
+    std::unique_ptr<PowerSource> source = PowerSource::createUPower();
+    ASSERT_NE(source, nullptr);
+    PowerManager manager(std::move(source));
+    drainQueued(&manager);
+    EXPECT_TRUE(manager.isOnBattery());
+    EXPECT_EQ(manager.batteryLevel(), 15);
+}
+
+} // namespace

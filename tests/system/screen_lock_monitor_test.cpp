@@ -1,0 +1,189 @@
+// ScreenLockMonitor on the harness's buses: a screen saver registered by the test on the session
+// bus, logind's mock on the system bus, and a process with no bus at all.
+
+#include "app/Notifications.h"
+#include "support/TestUtil.h"
+#include "system/PowerManager.h"
+#include "system/PowerSource.h"
+#include "system/ScreenLockMonitor.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QSignalSpy>
+
+namespace {
+
+constexpr int kDBusTimeoutMs = 10000;
+
+// One lock or unlock event as Notifications carried it.
+struct LockEvents {
+    LockEvents()
+        : locks(&Notifications::instance(), &Notifications::screenDidLock)
+        , unlocks(&Notifications::instance(), &Notifications::screenDidUnlock) {}
+    QSignalSpy locks;
+    QSignalSpy unlocks;
+};
+
+// A screen saver of the test's own on the session bus, on its own connection.
+class FakeScreenSaver {
+public:
+    FakeScreenSaver(const QString& name, const QString& path)
+        : m_connectionName(QStringLiteral("fake-") + name)
+        , m_name(name)
+        , m_path(path) {
+        QDBusConnection bus =
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
+        m_registered = bus.isConnected() && bus.registerService(name);
+    }
+    ~FakeScreenSaver() {
+        QDBusConnection bus(m_connectionName);
+        bus.unregisterService(m_name);
+        QDBusConnection::disconnectFromBus(m_connectionName);
+    }
+    FakeScreenSaver(const FakeScreenSaver&) = delete;
+    FakeScreenSaver& operator=(const FakeScreenSaver&) = delete;
+
+    bool registered() const { return m_registered; }
+    bool sendActiveChanged(bool active) {
+        QDBusMessage signal =
+            QDBusMessage::createSignal(m_path, m_name, QStringLiteral("ActiveChanged"));
+        signal << active;
+        return QDBusConnection(m_connectionName).send(signal);
+    }
+
+private:
+    QString m_connectionName;
+    QString m_name;
+    QString m_path;
+    bool m_registered = false;
+};
+
+// A round trip on the monitor's connection: once it returns, the bus has handled the
+// subscriptions that connection sent before it.
+void syncWithSessionBus() {
+    QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.x"));
+}
+
+QDBusMessage callLogind(const QString& path, const QString& interface, const QString& method,
+                        const QVariantList& arguments = {}) {
+    QDBusMessage message = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.login1"),
+                                                          path, interface, method);
+    message.setArguments(arguments);
+    return QDBusConnection::systemBus().call(message, QDBus::Block, kDBusTimeoutMs);
+}
+
+} // namespace
+
+TEST(ScreenLock, ScreenSaverActiveChangedLocksAndUnlocks) {
+    FakeScreenSaver gnome(QStringLiteral("org.gnome.ScreenSaver"),
+                          QStringLiteral("/org/gnome/ScreenSaver"));
+    FakeScreenSaver freedesktop(QStringLiteral("org.freedesktop.ScreenSaver"),
+                                QStringLiteral("/ScreenSaver"));
+    ASSERT_TRUE(gnome.registered());
+    ASSERT_TRUE(freedesktop.registered());
+    ScreenLockMonitor monitor;
+    syncWithSessionBus();
+    LockEvents events;
+    QSignalSpy states(&monitor, &ScreenLockMonitor::isScreenLockedChanged);
+    EXPECT_FALSE(monitor.isScreenLocked());
+
+    ASSERT_TRUE(gnome.sendActiveChanged(true));
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == 1; }));
+    EXPECT_TRUE(monitor.isScreenLocked());
+    EXPECT_EQ(events.unlocks.count(), 0);
+
+    ASSERT_TRUE(freedesktop.sendActiveChanged(false));
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 1; }));
+    EXPECT_FALSE(monitor.isScreenLocked());
+
+    // A second unlock in a row is posted again; the state stays unlocked.
+    ASSERT_TRUE(gnome.sendActiveChanged(false));
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 2; }));
+    EXPECT_FALSE(monitor.isScreenLocked());
+    EXPECT_EQ(events.locks.count(), 1);
+    ASSERT_EQ(states.count(), 3);
+    EXPECT_EQ(states.at(0).at(0).toBool(), true);
+    EXPECT_EQ(states.at(2).at(0).toBool(), false);
+}
+
+TEST(ScreenLock, ScreenSaverThatAppearsLaterIsHeard) {
+    ScreenLockMonitor monitor;
+    syncWithSessionBus();
+    LockEvents events;
+    FakeScreenSaver mate(QStringLiteral("org.mate.ScreenSaver"),
+                         QStringLiteral("/org/mate/ScreenSaver"));
+    ASSERT_TRUE(mate.registered());
+    // The monitor learns the new owner from the bus; the owner's first signal follows that news.
+    ASSERT_TRUE(mate.sendActiveChanged(true));
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == 1; }));
+    EXPECT_TRUE(monitor.isScreenLocked());
+}
+
+TEST(ScreenLock, LogindSessionLockAndUnlock) {
+    const QString id = qEnvironmentVariable("XDG_SESSION_ID");
+    ASSERT_FALSE(id.isEmpty()) << "run inside scripts/harness";
+    const QDBusMessage session = callLogind(QStringLiteral("/org/freedesktop/login1"),
+                                            QStringLiteral("org.freedesktop.login1.Manager"),
+                                            QStringLiteral("GetSession"), {id});
+    ASSERT_EQ(session.type(), QDBusMessage::ReplyMessage) << session.errorMessage().toStdString();
+    const QString path = session.arguments().constFirst().value<QDBusObjectPath>().path();
+    const QString sessionInterface = QStringLiteral("org.freedesktop.login1.Session");
+
+    ScreenLockMonitor monitor;
+    LockEvents events;
+    // The mock's session emits Lock and Unlock when asked to; asking on the monitor's own
+    // connection orders the request after its subscription.
+    for (int round = 1; round <= 2; ++round) {
+        ASSERT_EQ(callLogind(path, sessionInterface, QStringLiteral("Lock")).type(),
+                  QDBusMessage::ReplyMessage);
+        ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == round; }));
+        EXPECT_TRUE(monitor.isScreenLocked());
+    }
+    EXPECT_EQ(events.unlocks.count(), 0) << "two locks in a row post twice";
+
+    ASSERT_EQ(callLogind(path, sessionInterface, QStringLiteral("Unlock")).type(),
+              QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 1; }));
+    EXPECT_FALSE(monitor.isScreenLocked());
+    EXPECT_EQ(events.locks.count(), 2);
+}
+
+// Run by NoBus.MonitorsStayQuietWithoutBuses in a child process whose buses do not exist.
+TEST(NoBusChild, MonitorsReportNothing) {
+    if (qEnvironmentVariable("ORVANTA_TEST_NO_BUS") != QStringLiteral("1"))
+        GTEST_SKIP() << "only meaningful in the child process without buses";
+    EXPECT_FALSE(QDBusConnection::sessionBus().isConnected());
+    EXPECT_FALSE(QDBusConnection::systemBus().isConnected());
+    EXPECT_EQ(PowerSource::createUPower(), nullptr);
+
+    LockEvents events;
+    ScreenLockMonitor monitor;
+    PowerManager power(PowerSource::createSysfs(QStringLiteral("/nonexistent/power_supply"), 20));
+    QSignalSpy published(&power, &PowerManager::isOnBatteryChanged);
+    // The default sources must come up too, whatever they find.
+    PowerManager defaultPower;
+    bool reached = false;
+    QMetaObject::invokeMethod(
+        &monitor, [&reached] { reached = true; }, Qt::QueuedConnection);
+    ASSERT_TRUE(testutil::waitUntil([&reached] { return reached; }));
+    EXPECT_FALSE(monitor.isScreenLocked());
+    EXPECT_EQ(events.locks.count() + events.unlocks.count(), 0);
+    EXPECT_EQ(published.count(), 0);
+    std::puts("no-bus child ran");
+}
+
+TEST(NoBus, MonitorsStayQuietWithoutBuses) {
+    const testutil::ProcessResult result = testutil::runProcess(
+        QCoreApplication::applicationFilePath(), {QStringLiteral("--gtest_filter=NoBusChild.*")},
+        {QStringLiteral("ORVANTA_TEST_NO_BUS=1"),
+         QStringLiteral("DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/session_bus"),
+         QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system_bus")});
+    EXPECT_FALSE(result.crashed) << result.err.toStdString();
+    EXPECT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains("no-bus child ran")) << result.out.toStdString();
+}
