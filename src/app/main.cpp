@@ -1,93 +1,47 @@
+#include "app/AppDelegate.h"
 #include "app/Logging.h"
-#include "app/Notifications.h"
 #include "app/Preferences.h"
 #include "app/TerminationSignals.h"
+#include "app/TrayMenu.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/MpvPlayer.h"
 #include "playback/MpvSoftwareRenderer.h"
-#include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoSurface.h"
+#include "system/ScreenLockMonitor.h"
 
-#include <QGuiApplication>
-#include <QScreen>
-#include <QTimer>
+#include <QApplication>
 
 #include <clocale>
-#include <memory>
-#include <vector>
 
 namespace {
 
-// One desktop window per screen, rebuilt whenever the screens or the sync mode change. The
-// application controller takes this over; until then it is all the program does.
-class DesktopWindows {
-public:
-    void rebuild(bool startPlayback) {
-        bool wasPlaying = false;
-        for (const auto& controller : m_controllers)
-            wasPlaying = wasPlaying || controller->playerManager()->isPlaying();
-        if (VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager()) {
-            wasPlaying = wasPlaying || shared->isPlaying();
-            shared->stop();
+// What mpv drew against what reached the screen, for the benchmark.
+void logFrames(const AppDelegate& delegate) {
+    for (const auto& controller : delegate.desktopWindows()) {
+        const DesktopVideoView* view = controller->videoView();
+        quint64 rendered = 0;
+        quint64 shown = 0;
+        for (const VideoSurface* surface : {view->surfaceA(), view->surfaceB()}) {
+            const auto* player = qobject_cast<const MpvPlayer*>(surface->player());
+            if (player && player->renderer())
+                rendered += player->renderer()->renderedFrames();
+            shown += surface->shownFrames();
         }
-        m_controllers.clear();
-
-        VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager(true);
-        const QList<QScreen*> screens = QGuiApplication::screens();
-        for (QScreen* screen : screens) {
-            m_controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
-            m_controllers.back()->showWindow();
-        }
-        qCInfo(lcPlayback, "Showing %lld desktop windows%s", qlonglong(m_controllers.size()),
-               shared ? " (synced)" : "");
-        if (!(startPlayback || wasPlaying))
-            return;
-        // Started a moment later, as after every rebuild, so the windows are up first.
-        QTimer::singleShot(100, &m_context, [this, shared] {
-            if (shared) {
-                if (shared->totalVideoCount() > 0)
-                    shared->play();
-                return;
-            }
-            for (const auto& controller : m_controllers) {
-                if (controller->playerManager()->totalVideoCount() > 0)
-                    controller->playerManager()->play();
-            }
-        });
+        qCInfo(lcPlayback, "Frames on %s: rendered %llu, shown %llu",
+               qUtf8Printable(controller->screenName()), rendered, shown);
     }
-
-    void clear() {
-        // What mpv drew against what reached the screen, for the benchmark.
-        for (const auto& controller : m_controllers) {
-            const DesktopVideoView* view = controller->videoView();
-            quint64 rendered = 0;
-            quint64 shown = 0;
-            for (const VideoSurface* surface : {view->surfaceA(), view->surfaceB()}) {
-                const auto* player = qobject_cast<const MpvPlayer*>(surface->player());
-                if (player && player->renderer())
-                    rendered += player->renderer()->renderedFrames();
-                shown += surface->shownFrames();
-            }
-            qCInfo(lcPlayback, "Frames on %s: rendered %llu, shown %llu",
-                   qUtf8Printable(controller->screenName()), rendered, shown);
-        }
-        m_controllers.clear();
-    }
-
-private:
-    std::vector<std::unique_ptr<DesktopWindowController>> m_controllers;
-    QObject m_context;
-};
+}
 
 } // namespace
 
 int main(int argc, char** argv) {
     // Decided before the application object: no window may exist yet.
     VideoSurface::useSoftwareRendering();
-    QGuiApplication app(argc, argv);
+    // A widget application: the tray menu is a widget menu.
+    QApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("orvanta"));
     QGuiApplication::setApplicationVersion(QStringLiteral(ORVANTA_VERSION));
     QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -101,21 +55,26 @@ int main(int argc, char** argv) {
     Preferences& preferences = Preferences::standard();
     preferences.applyFirstRunDefaults();
 
-    FolderBookmarkManager folders;
-    const QList<QUrl> videos = folders.loadVideos();
-    qCInfo(lcLaunch, "Orvanta %s started with %lld videos", ORVANTA_VERSION,
-           qlonglong(videos.size()));
+    {
+        FolderBookmarkManager folders;
+        const QList<QUrl> videos = folders.loadVideos();
+        qCInfo(lcLaunch, "Orvanta %s started with %lld videos", ORVANTA_VERSION,
+               qlonglong(videos.size()));
+    }
 
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
-    DesktopWindows windows;
-    windows.rebuild(preferences.boolForKey(QStringLiteral("autoPlayOnLaunch")));
-    ScreenWatcher screens;
-    QObject::connect(&screens, &ScreenWatcher::screensChanged, &app,
-                     [&windows] { windows.rebuild(false); });
-    QObject::connect(&Notifications::instance(), &Notifications::syncModeDidChange, &app,
-                     [&windows] { windows.rebuild(false); });
+    // Lock and unlock are followed from launch on.
+    ScreenLockMonitor::shared();
+    AppDelegate delegate(preferences);
+    // Every way out (a signal, the tray menu, the session ending) passes here.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, [&delegate] {
+        logFrames(delegate);
+        delegate.applicationWillTerminate();
+    });
+    delegate.applicationDidFinishLaunching();
+    TrayMenu tray;
+    if (!tray.isShownInTray())
+        qCInfo(lcLaunch, "No system tray on this desktop");
 
-    const int status = app.exec();
-    windows.clear();
-    return status;
+    return app.exec();
 }

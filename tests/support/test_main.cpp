@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
-#ifdef ORVANTA_TEST_GUI
+#if defined(ORVANTA_TEST_WIDGETS)
+#include <QApplication>
+using TestApplication = QApplication;
+#elif defined(ORVANTA_TEST_GUI)
 #include <QGuiApplication>
 using TestApplication = QGuiApplication;
 #else

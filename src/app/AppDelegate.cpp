@@ -1,0 +1,432 @@
+#include "app/AppDelegate.h"
+
+#include "app/Logging.h"
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "playback/DesktopWindowController.h"
+#include "playback/PlaylistManager.h"
+#include "playback/ScreenWatcher.h"
+#include "playback/SyncManager.h"
+#include "playback/VideoPlayerManager.h"
+#include "system/PowerManager.h"
+#include "system/ScheduleManager.h"
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QInputMethodQueryEvent>
+#include <QKeyEvent>
+#include <QPalette>
+#include <QScreen>
+#include <QTimer>
+#include <QWindow>
+
+QPointer<AppDelegate> AppDelegate::s_shared;
+
+namespace {
+
+const QString kAutoPlayOnLaunch = QStringLiteral("autoPlayOnLaunch");
+const QString kPauseOnBattery = QStringLiteral("pauseOnBattery");
+const QString kPauseOnScreenLock = QStringLiteral("pauseOnScreenLock");
+const QString kAudioMuted = QStringLiteral("audioMuted");
+const QString kApplicationVisibility = QStringLiteral("applicationVisibility");
+
+// A delay long enough for the new windows to be up before their players start.
+constexpr int kResumeAfterRebuildMs = 100;
+
+QPalette darkPalette() {
+    QPalette palette;
+    const QColor window(0x1e, 0x1e, 0x1e);
+    const QColor base(0x2a, 0x2a, 0x2a);
+    const QColor text(0xe6, 0xe6, 0xe6);
+    const QColor highlight(0x0a, 0x84, 0xff);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::ToolTipBase, base);
+    palette.setColor(QPalette::ToolTipText, text);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Button, base);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::BrightText, Qt::white);
+    palette.setColor(QPalette::Highlight, highlight);
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x8e, 0x8e, 0x8e));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x6e));
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6e, 0x6e, 0x6e));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x6e));
+    return palette;
+}
+
+// Whether the object that receives the window's key events takes text: a text field being
+// edited gets every key, shortcuts included.
+bool takesTextInput(QObject* focusObject) {
+    if (!focusObject)
+        return false;
+    QInputMethodQueryEvent query(Qt::ImEnabled);
+    QCoreApplication::sendEvent(focusObject, &query);
+    return query.value(Qt::ImEnabled).toBool();
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager> powerManager,
+                         ScheduleManager* schedule, QObject* parent)
+    : QObject(parent)
+    , m_preferences(preferences)
+    , m_powerManager(powerManager ? std::move(powerManager) : std::make_unique<PowerManager>())
+    , m_schedule(schedule ? schedule : &ScheduleManager::shared()) {
+}
+
+AppDelegate::~AppDelegate() {
+    removeKeyEventMonitor();
+    clearCancellables();
+    // Windows go before the power manager and the rest they were wired to.
+    m_desktopWindows.clear();
+}
+
+AppDelegate* AppDelegate::shared() {
+    return s_shared.data();
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    s_shared = this;
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        QGuiApplication::setPalette(darkPalette());
+    // No window exists yet to act on; the settings window reads it when it is made.
+    m_isTrayOnly = m_preferences.integerForKey(kApplicationVisibility) == 1;
+
+    m_screenWatcher = new ScreenWatcher(this);
+    connect(m_screenWatcher, &ScreenWatcher::screensChanged, this,
+            &AppDelegate::rebuildDesktopWindows);
+    Notifications& notifications = Notifications::instance();
+    connect(&notifications, &Notifications::syncModeDidChange, this,
+            &AppDelegate::rebuildDesktopWindows);
+    connect(&notifications, &Notifications::playlistDidChange, this,
+            &AppDelegate::reloadAllPlaylists);
+
+    observePowerSource();
+
+    connect(&notifications, &Notifications::screenDidLock, this, &AppDelegate::handleScreenLock);
+    connect(&notifications, &Notifications::screenDidUnlock, this,
+            &AppDelegate::handleScreenUnlock);
+
+    observeSchedule();
+    setupDesktopWindows();
+
+    if (m_preferences.boolForKey(kAutoPlayOnLaunch) && !m_isPlaying) {
+        bool anyVideos = false;
+        for (const auto& controller : m_desktopWindows) {
+            VideoPlayerManager* manager = controller->playerManager();
+            anyVideos = anyVideos || (manager && !manager->playlistManager().videoURLs().isEmpty());
+        }
+        if (anyVideos)
+            startAllPlayback();
+    }
+
+    setupKeyEventMonitor();
+}
+
+void AppDelegate::applicationWillTerminate() {
+    removeKeyEventMonitor();
+    stopAllPlayback();
+    for (const auto& controller : m_desktopWindows)
+        controller->close();
+    m_desktopWindows.clear();
+    Q_EMIT displaysChanged();
+}
+
+void AppDelegate::setupDesktopWindows() {
+    for (const auto& controller : m_desktopWindows) {
+        // The shared manager may already be gone when sync mode was just switched off.
+        if (VideoPlayerManager* manager = controller->playerManager())
+            manager->stop();
+        controller->close();
+    }
+    m_desktopWindows.clear();
+
+    SyncManager& sync = SyncManager::shared();
+    VideoPlayerManager* shared = sync.isSyncEnabled() ? sync.sharedPlayerManager(true) : nullptr;
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    for (QScreen* screen : screens) {
+        m_desktopWindows.push_back(std::make_unique<DesktopWindowController>(screen, shared));
+        m_desktopWindows.back()->showWindow();
+    }
+    qCInfo(lcPlayback, "Showing %lld desktop windows%s", qlonglong(m_desktopWindows.size()),
+           shared ? " (synced)" : "");
+
+    const int total = int(m_desktopWindows.size());
+    if (total != m_totalScreenCount) {
+        m_totalScreenCount = total;
+        Q_EMIT totalScreenCountChanged(total);
+    }
+    Q_EMIT displaysChanged();
+    setupPlaybackObservers();
+}
+
+void AppDelegate::setupPlaybackObservers() {
+    clearCancellables();
+    observePowerSource();
+    observeSchedule();
+    const QList<Display> shown = displays();
+    for (const Display& display : shown) {
+        m_cancellables.push_back(connect(display.manager, &VideoPlayerManager::isPlayingChanged,
+                                         this, &AppDelegate::updatePlayingState,
+                                         Qt::QueuedConnection));
+    }
+}
+
+void AppDelegate::observePowerSource() {
+    m_cancellables.push_back(connect(m_powerManager.get(), &PowerManager::isOnBatteryChanged, this,
+                                     &AppDelegate::handlePowerState));
+    // The current value counts as the first delivery.
+    handlePowerState(m_powerManager->isOnBattery());
+}
+
+void AppDelegate::observeSchedule() {
+    m_schedule->startMonitoring();
+    m_cancellables.push_back(connect(m_schedule, &ScheduleManager::isWithinScheduleChanged, this,
+                                     &AppDelegate::handleScheduleState, Qt::QueuedConnection));
+}
+
+void AppDelegate::clearCancellables() {
+    for (const QMetaObject::Connection& connection : m_cancellables)
+        disconnect(connection);
+    m_cancellables.clear();
+}
+
+QList<VideoPlayerManager*> AppDelegate::distinctManagers() const {
+    QList<VideoPlayerManager*> managers;
+    for (const auto& controller : m_desktopWindows) {
+        VideoPlayerManager* manager = controller->playerManager();
+        if (manager && !managers.contains(manager))
+            managers.append(manager);
+    }
+    return managers;
+}
+
+void AppDelegate::startAllPlayback() {
+    if (m_isPlaying)
+        return;
+    // Counts windows: in sync mode every screen counts until updatePlayingState() corrects it.
+    int count = 0;
+    QList<VideoPlayerManager*> started;
+    for (const auto& controller : m_desktopWindows) {
+        VideoPlayerManager* manager = controller->playerManager();
+        if (!manager || manager->playlistManager().videoURLs().isEmpty())
+            continue;
+        if (!started.contains(manager)) {
+            manager->play();
+            started.append(manager);
+        }
+        ++count;
+    }
+    setPlayingScreenCount(count);
+    setIsPlaying(count >= 1);
+}
+
+void AppDelegate::pauseAllPlayback() {
+    if (!m_isPlaying)
+        return;
+    // Items and positions stay, so a later play() resumes where each screen was.
+    for (VideoPlayerManager* manager : distinctManagers()) {
+        manager->playerA()->pause();
+        manager->playerB()->pause();
+        manager->setIsPlaying(false);
+    }
+    setPlayingScreenCount(0);
+    setIsPlaying(false);
+}
+
+void AppDelegate::stopAllPlayback() {
+    for (VideoPlayerManager* manager : distinctManagers())
+        manager->stop();
+    setPlayingScreenCount(0);
+    setIsPlaying(false);
+}
+
+void AppDelegate::togglePlayPause() {
+    if (m_isPlaying)
+        pauseAllPlayback();
+    else
+        startAllPlayback();
+}
+
+void AppDelegate::nextVideo() {
+    for (VideoPlayerManager* manager : distinctManagers())
+        manager->nextVideo();
+}
+
+void AppDelegate::previousVideo() {
+    for (VideoPlayerManager* manager : distinctManagers())
+        manager->previousVideo();
+}
+
+void AppDelegate::updatePlayingState() {
+    bool any = false;
+    int count = 0;
+    const QList<Display> shown = displays();
+    for (const Display& display : shown) {
+        if (display.manager->isPlaying()) {
+            any = true;
+            ++count;
+        }
+    }
+    setIsPlaying(any);
+    setPlayingScreenCount(count);
+}
+
+void AppDelegate::rebuildDesktopWindows() {
+    if (!m_isPlaying) {
+        setupDesktopWindows();
+        return;
+    }
+    stopAllPlayback();
+    setupDesktopWindows();
+    // Every screen starts its queue afresh; startAllPlayback() does nothing if already playing.
+    QTimer::singleShot(kResumeAfterRebuildMs, this, &AppDelegate::startAllPlayback);
+}
+
+void AppDelegate::reloadAllPlaylists() {
+    const bool wasPlaying = m_isPlaying;
+    stopAllPlayback();
+    for (VideoPlayerManager* manager : distinctManagers())
+        manager->loadPlaylist();
+    if (wasPlaying)
+        startAllPlayback();
+}
+
+void AppDelegate::handlePowerState(bool onBattery) {
+    if (!m_preferences.boolForKey(kPauseOnBattery))
+        return;
+    // No memory of why playback stopped: external power starts a paused or stopped system too.
+    if (onBattery) {
+        if (m_isPlaying)
+            pauseAllPlayback();
+    } else if (!m_isPlaying) {
+        startAllPlayback();
+    }
+}
+
+void AppDelegate::handleScheduleState(bool within) {
+    if (!m_preferences.boolForKey(m_schedule->scheduleEnabledKey()))
+        return;
+    if (!within) {
+        if (m_isPlaying) {
+            pauseAllPlayback();
+            m_pausedBySchedule = true;
+        }
+        return;
+    }
+    if (m_pausedBySchedule && !m_isPlaying) {
+        startAllPlayback();
+        m_pausedBySchedule = false;
+    }
+}
+
+void AppDelegate::handleScreenLock() {
+    if (!m_preferences.boolForKey(kPauseOnScreenLock))
+        return;
+    // An absent or odd value counts as muted, so the lock leaves such players alone.
+    const QVariant muted = m_preferences.objectForKey(kAudioMuted);
+    m_wasAudioMutedBeforeLock =
+        Preferences::typeOf(muted) == Preferences::Type::Bool ? muted.toBool() : true;
+    if (!m_wasAudioMutedBeforeLock)
+        setAllPlayersMuted(true);
+}
+
+void AppDelegate::handleScreenUnlock() {
+    if (m_preferences.boolForKey(kPauseOnScreenLock) && !m_wasAudioMutedBeforeLock)
+        setAllPlayersMuted(false);
+}
+
+void AppDelegate::setAllPlayersMuted(bool muted) {
+    QList<VideoPlayerManager*> managers = distinctManagers();
+    if (VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
+        shared && !managers.contains(shared))
+        managers.append(shared);
+    for (VideoPlayerManager* manager : managers) {
+        manager->playerA()->setMuted(muted);
+        manager->playerB()->setMuted(muted);
+    }
+}
+
+QList<AppDelegate::Display> AppDelegate::displays() const {
+    QList<Display> result;
+    SyncManager& sync = SyncManager::shared();
+    if (sync.isSyncEnabled()) {
+        if (VideoPlayerManager* shared = sync.sharedPlayerManager())
+            result.append({QStringLiteral("All Displays (Synced)"), shared});
+        return result;
+    }
+    for (const auto& controller : m_desktopWindows) {
+        if (VideoPlayerManager* manager = controller->playerManager())
+            result.append({controller->screenName(), manager});
+    }
+    return result;
+}
+
+VideoPlayerManager* AppDelegate::primaryPlayerManager() const {
+    SyncManager& sync = SyncManager::shared();
+    if (sync.isSyncEnabled())
+        return sync.sharedPlayerManager();
+    return m_desktopWindows.empty() ? nullptr : m_desktopWindows.front()->playerManager();
+}
+
+void AppDelegate::setupKeyEventMonitor() {
+    if (m_keyEventMonitorInstalled)
+        return;
+    QCoreApplication::instance()->installEventFilter(this);
+    m_keyEventMonitorInstalled = true;
+}
+
+void AppDelegate::removeKeyEventMonitor() {
+    if (!m_keyEventMonitorInstalled)
+        return;
+    if (QCoreApplication* app = QCoreApplication::instance())
+        app->removeEventFilter(this);
+    m_keyEventMonitorInstalled = false;
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    // Only as a window receives it: a window hands the same event on to its items and widgets,
+    // which the application's filters see again.
+    if (event->type() != QEvent::KeyPress || !watched->isWindowType())
+        return false;
+    if (takesTextInput(static_cast<QWindow*>(watched)->focusObject()))
+        return false;
+    const auto* key = static_cast<QKeyEvent*>(event);
+    // Only Control is tested; Ctrl+Alt+Right advances too.
+    const bool control = key->modifiers().testFlag(Qt::ControlModifier);
+    switch (key->key()) {
+    case Qt::Key_Right:
+        if (!control)
+            return false;
+        nextVideo();
+        return true;
+    case Qt::Key_Left:
+        if (!control)
+            return false;
+        previousVideo();
+        return true;
+    case Qt::Key_Space:
+        togglePlayPause();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void AppDelegate::setIsPlaying(bool playing) {
+    if (playing == m_isPlaying)
+        return;
+    m_isPlaying = playing;
+    Q_EMIT isPlayingChanged(playing);
+}
+
+void AppDelegate::setPlayingScreenCount(int count) {
+    if (count == m_playingScreenCount)
+        return;
+    m_playingScreenCount = count;
+    Q_EMIT playingScreenCountChanged(count);
+}

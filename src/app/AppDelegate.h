@@ -1,0 +1,120 @@
+#pragma once
+
+#include "system/PowerManager.h"
+
+#include <QList>
+#include <QMetaObject>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+class DesktopWindowController;
+class Preferences;
+class ScheduleManager;
+class ScreenWatcher;
+class VideoPlayerManager;
+
+Q_MOC_INCLUDE("playback/VideoPlayerManager.h")
+
+// The one object that wires the running program together: one desktop window per screen, the
+// playback commands every control calls, and the reactions to screens, sync mode, playlists,
+// power, screen lock and the schedule. Each screen's playback itself belongs to its manager.
+class AppDelegate : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY isPlayingChanged)
+    Q_PROPERTY(int playingScreenCount READ playingScreenCount NOTIFY playingScreenCountChanged)
+    Q_PROPERTY(int totalScreenCount READ totalScreenCount NOTIFY totalScreenCountChanged)
+    Q_PROPERTY(
+        VideoPlayerManager* primaryPlayerManager READ primaryPlayerManager NOTIFY displaysChanged)
+
+public:
+    struct Display {
+        QString screenName;
+        VideoPlayerManager* manager = nullptr;
+    };
+
+    // Without a power manager the machine's own is read; without a schedule the process's.
+    explicit AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager> powerManager = {},
+                         ScheduleManager* schedule = nullptr, QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    // The launched controller; empty before launch and after it is gone.
+    static AppDelegate* shared();
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+
+    void togglePlayPause();
+    void startAllPlayback();
+    void pauseAllPlayback();
+    void stopAllPlayback();
+    void nextVideo();
+    void previousVideo();
+    void reloadAllPlaylists();
+    void rebuildDesktopWindows();
+
+    bool isPlaying() const { return m_isPlaying; }
+    int playingScreenCount() const { return m_playingScreenCount; }
+    int totalScreenCount() const { return m_totalScreenCount; }
+    // In sync mode the shared manager alone (never created by asking), else one per window.
+    QList<Display> displays() const;
+    VideoPlayerManager* primaryPlayerManager() const;
+
+    const std::vector<std::unique_ptr<DesktopWindowController>>& desktopWindows() const {
+        return m_desktopWindows;
+    }
+    PowerManager& powerManager() const { return *m_powerManager; }
+    // applicationVisibility 1: tray only, the settings window stays out of the taskbar.
+    bool isTrayOnly() const { return m_isTrayOnly; }
+    bool pausedBySchedule() const { return m_pausedBySchedule; }
+    bool wasAudioMutedBeforeLock() const { return m_wasAudioMutedBeforeLock; }
+    bool hasKeyEventMonitor() const { return m_keyEventMonitorInstalled; }
+
+Q_SIGNALS:
+    void isPlayingChanged(bool isPlaying);
+    void playingScreenCountChanged(int count);
+    void totalScreenCountChanged(int count);
+    void displaysChanged();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void setupDesktopWindows();
+    void setupPlaybackObservers();
+    void observePowerSource();
+    void observeSchedule();
+    void setupKeyEventMonitor();
+    void removeKeyEventMonitor();
+    void updatePlayingState();
+    void handlePowerState(bool onBattery);
+    void handleScheduleState(bool within);
+    void handleScreenLock();
+    void handleScreenUnlock();
+    void setAllPlayersMuted(bool muted);
+    void clearCancellables();
+    // Each distinct manager once, in window order: in sync mode every window holds the same one.
+    QList<VideoPlayerManager*> distinctManagers() const;
+
+    void setIsPlaying(bool playing);
+    void setPlayingScreenCount(int count);
+
+    Preferences& m_preferences;
+    std::vector<std::unique_ptr<DesktopWindowController>> m_desktopWindows;
+    std::unique_ptr<PowerManager> m_powerManager;
+    ScheduleManager* m_schedule = nullptr;
+    ScreenWatcher* m_screenWatcher = nullptr;
+    std::vector<QMetaObject::Connection> m_cancellables;
+    bool m_keyEventMonitorInstalled = false;
+    bool m_wasAudioMutedBeforeLock = true;
+    bool m_isPlaying = false;
+    int m_playingScreenCount = 0;
+    int m_totalScreenCount = 0;
+    bool m_pausedBySchedule = false;
+    bool m_isTrayOnly = false;
+
+    static QPointer<AppDelegate> s_shared;
+};

@@ -1,0 +1,75 @@
+#include "app/TrayMenu.h"
+
+#include "app/AppDelegate.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QIcon>
+#include <QKeySequence>
+#include <QMenu>
+#include <QStyle>
+#include <QSystemTrayIcon>
+
+TrayMenu::TrayMenu(QObject* parent)
+    : QObject(parent)
+    , m_menu(std::make_unique<QMenu>()) {
+    connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayMenu::rebuild);
+    rebuild();
+    m_trayIcon =
+        new QSystemTrayIcon(icon(QStringLiteral("video-display"), QStyle::SP_MediaPlay), this);
+    m_trayIcon->setToolTip(QStringLiteral("Orvanta"));
+    m_trayIcon->setContextMenu(m_menu.get());
+    m_trayIcon->show();
+}
+
+TrayMenu::~TrayMenu() {
+    // The icon lets go of the menu before the menu goes.
+    delete m_trayIcon;
+}
+
+bool TrayMenu::isShownInTray() const {
+    return QSystemTrayIcon::isSystemTrayAvailable() && m_trayIcon->isVisible();
+}
+
+QString TrayMenu::statusText(int playingScreenCount) {
+    return QStringLiteral("Playing on %1 screen%2")
+        .arg(playingScreenCount)
+        .arg(playingScreenCount == 1 ? QString() : QStringLiteral("s"));
+}
+
+QIcon TrayMenu::icon(const QString& themeName, int fallbackPixmap) {
+    return QIcon::fromTheme(
+        themeName, QApplication::style()->standardIcon(QStyle::StandardPixmap(fallbackPixmap)));
+}
+
+void TrayMenu::rebuild() {
+    m_menu->clear();
+    AppDelegate* delegate = AppDelegate::shared();
+    const bool playing = delegate && delegate->isPlaying();
+    if (playing) {
+        m_menu->addAction(statusText(delegate->playingScreenCount()))->setEnabled(false);
+        m_menu->addSeparator();
+    }
+    // The controller is looked up when an item is chosen: it may be gone by then.
+    m_menu->addAction(playing ? icon(QStringLiteral("media-playback-pause"), QStyle::SP_MediaPause)
+                              : icon(QStringLiteral("media-playback-start"), QStyle::SP_MediaPlay),
+                      QStringLiteral("Play/Pause"), this, [] {
+                          if (AppDelegate* controller = AppDelegate::shared())
+                              controller->togglePlayPause();
+                      });
+    m_menu->addAction(icon(QStringLiteral("media-skip-backward"), QStyle::SP_MediaSkipBackward),
+                      QStringLiteral("Previous"), this, [] {
+                          if (AppDelegate* controller = AppDelegate::shared())
+                              controller->previousVideo();
+                      });
+    m_menu->addAction(icon(QStringLiteral("media-skip-forward"), QStyle::SP_MediaSkipForward),
+                      QStringLiteral("Next"), this, [] {
+                          if (AppDelegate* controller = AppDelegate::shared())
+                              controller->nextVideo();
+                      });
+    m_menu->addSeparator();
+    QAction* quit =
+        m_menu->addAction(icon(QStringLiteral("application-exit"), QStyle::SP_DialogCloseButton),
+                          QStringLiteral("Quit Orvanta"), this, [] { QCoreApplication::quit(); });
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+}

@@ -1,0 +1,346 @@
+// The application controller under the harness's two monitors: real desktop windows, real mpv
+// players on clips made by ffmpeg; only the battery and the clock are stand-ins.
+
+#include "app/AppDelegate.h"
+#include "app/Notifications.h"
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/DesktopWindowController.h"
+#include "playback/PlaylistManager.h"
+#include "playback/SyncManager.h"
+#include "playback/VideoPlayerManager.h"
+#include "playback/VideoSurface.h"
+#include "support/TestUtil.h"
+#include "system/PowerManager.h"
+#include "system/PowerSource.h"
+#include "system/ScheduleManager.h"
+#include "system/SettableClock.h"
+
+#include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <memory>
+
+namespace {
+
+// A machine whose one battery the test plugs and unplugs.
+class FakePowerSource : public PowerSource {
+public:
+    std::optional<Snapshot> snapshot() const override {
+        Source battery;
+        battery.isInternalBattery = true;
+        battery.isBatteryPower = m_onBattery;
+        return Snapshot{battery};
+    }
+    void start() override {}
+    void setOnBattery(bool onBattery) {
+        m_onBattery = onBattery;
+        Q_EMIT changed();
+    }
+
+private:
+    bool m_onBattery = false;
+};
+
+class AppDelegateTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        VideoSurface::useSoftwareRendering();
+        std::setlocale(LC_NUMERIC, "C");
+        SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
+        s_dir = std::make_unique<QTemporaryDir>();
+        ASSERT_TRUE(s_dir->isValid());
+        for (const char* name : {"a", "b"}) {
+            testutil::ClipSpec clip;
+            clip.seconds = 4.0;
+            ASSERT_TRUE(testutil::encodeClip(
+                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QString::fromUtf8(name))),
+                clip));
+        }
+    }
+    static void TearDownTestSuite() { s_dir.reset(); }
+
+    void SetUp() override {
+        ASSERT_EQ(QGuiApplication::screens().size(), 2);
+        SyncManager::shared().setSyncEnabled(false);
+        for (const QString& key : m_store.allKeys())
+            m_store.removeObject(key);
+        PlaylistPersistence::resetRegistryForTesting();
+        m_store.set(QStringLiteral("transitionType"), 0);
+        // Wednesday noon.
+        m_clock = new SettableClock(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
+        m_schedule = std::make_unique<ScheduleManager>(m_store, std::unique_ptr<Clock>(m_clock));
+    }
+
+    void TearDown() override {
+        if (m_delegate)
+            m_delegate->applicationWillTerminate();
+        m_delegate.reset();
+        SyncManager::shared().setSyncEnabled(false);
+    }
+
+    void addClips() {
+        FolderBookmarkManager folders(m_store);
+        ASSERT_TRUE(
+            folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QStringLiteral("clips")))));
+    }
+
+    void launch() {
+        auto source = std::make_unique<FakePowerSource>();
+        m_power = source.get();
+        m_delegate = std::make_unique<AppDelegate>(
+            m_store, std::make_unique<PowerManager>(std::move(source)), m_schedule.get());
+        m_delegate->applicationDidFinishLaunching();
+    }
+
+    QList<VideoPlayerManager*> managers() const {
+        QList<VideoPlayerManager*> result;
+        for (const auto& controller : m_delegate->desktopWindows())
+            result.append(controller->playerManager());
+        return result;
+    }
+
+    // Every screen shows its queue's video at index; an advance is taken only once the
+    // previous one is on screen.
+    bool waitForIndex(int index) const {
+        return testutil::waitUntil([this, index] {
+            for (VideoPlayerManager* manager : managers()) {
+                if (manager->currentIndex() != index || manager->isPreparingNextVideo())
+                    return false;
+            }
+            return true;
+        });
+    }
+
+    bool waitForAllPlaying(bool playing) const {
+        return testutil::waitUntil([this, playing] {
+            for (VideoPlayerManager* manager : managers()) {
+                if (manager->isPlaying() != playing)
+                    return false;
+            }
+            return m_delegate->isPlaying() == playing;
+        });
+    }
+
+    static std::unique_ptr<QTemporaryDir> s_dir;
+    Preferences& m_store = Preferences::standard();
+    SettableClock* m_clock = nullptr;
+    std::unique_ptr<ScheduleManager> m_schedule;
+    FakePowerSource* m_power = nullptr;
+    std::unique_ptr<AppDelegate> m_delegate;
+};
+
+std::unique_ptr<QTemporaryDir> AppDelegateTest::s_dir;
+
+TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEverything) {
+    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
+    EXPECT_EQ(AppDelegate::shared(), nullptr);
+    launch();
+    EXPECT_EQ(AppDelegate::shared(), m_delegate.get());
+    EXPECT_EQ(m_delegate->totalScreenCount(), 2);
+    EXPECT_EQ(m_delegate->displays().size(), 2);
+    EXPECT_EQ(m_delegate->primaryPlayerManager(), managers().value(0));
+    EXPECT_TRUE(m_delegate->hasKeyEventMonitor());
+    testutil::processEventsFor(300);
+    EXPECT_FALSE(m_delegate->isPlaying());
+    EXPECT_EQ(m_delegate->playingScreenCount(), 0);
+
+    m_delegate->applicationWillTerminate();
+    EXPECT_FALSE(m_delegate->hasKeyEventMonitor());
+    EXPECT_TRUE(m_delegate->desktopWindows().empty());
+    EXPECT_EQ(m_delegate->primaryPlayerManager(), nullptr);
+    m_delegate.reset();
+    EXPECT_EQ(AppDelegate::shared(), nullptr);
+}
+
+TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
+    addClips();
+    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
+    launch();
+    ASSERT_TRUE(waitForAllPlaying(true));
+    EXPECT_EQ(m_delegate->playingScreenCount(), 2);
+    ASSERT_TRUE(waitForIndex(0));
+
+    m_delegate->nextVideo();
+    EXPECT_TRUE(waitForIndex(1));
+    m_delegate->previousVideo();
+    EXPECT_TRUE(waitForIndex(0));
+
+    m_delegate->togglePlayPause();
+    EXPECT_FALSE(m_delegate->isPlaying());
+    EXPECT_EQ(m_delegate->playingScreenCount(), 0);
+    for (VideoPlayerManager* manager : managers()) {
+        EXPECT_FALSE(manager->isPlaying());
+        EXPECT_EQ(manager->activePlayer()->rate(), 0.0) << "paused in place";
+        EXPECT_EQ(manager->currentIndex(), 0);
+    }
+    m_delegate->togglePlayPause();
+    EXPECT_TRUE(waitForAllPlaying(true));
+    EXPECT_EQ(m_delegate->playingScreenCount(), 2);
+}
+
+TEST_F(AppDelegateTest, SyncModeCountsWindowsFirstThenTheOneSharedManager) {
+    addClips();
+    SyncManager::shared().setSyncEnabled(true);
+    launch();
+    VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
+    ASSERT_NE(shared, nullptr);
+    ASSERT_EQ(m_delegate->displays().size(), 1);
+    EXPECT_EQ(m_delegate->displays().front().screenName, QStringLiteral("All Displays (Synced)"));
+    EXPECT_EQ(m_delegate->primaryPlayerManager(), shared);
+
+    m_delegate->startAllPlayback();
+    EXPECT_EQ(m_delegate->playingScreenCount(), 2);
+    EXPECT_TRUE(m_delegate->isPlaying());
+    EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->playingScreenCount() == 1; }));
+    EXPECT_TRUE(shared->isPlaying());
+    EXPECT_TRUE(m_delegate->isPlaying());
+}
+
+TEST_F(AppDelegateTest, RebuildWhilePlayingStopsAndResumesOnTheNewWindows) {
+    addClips();
+    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
+    launch();
+    ASSERT_TRUE(waitForAllPlaying(true));
+    const DesktopWindowController* before = m_delegate->desktopWindows().front().get();
+
+    SyncManager::shared().setSyncEnabled(true);
+    EXPECT_FALSE(m_delegate->isPlaying()) << "stopped for the rebuild";
+    ASSERT_EQ(m_delegate->desktopWindows().size(), 2u);
+    EXPECT_NE(m_delegate->desktopWindows().front().get(), before);
+    VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
+    ASSERT_NE(shared, nullptr);
+    for (VideoPlayerManager* manager : managers())
+        EXPECT_EQ(manager, shared);
+    EXPECT_TRUE(
+        testutil::waitUntil([&] { return m_delegate->isPlaying() && shared->isPlaying(); }));
+}
+
+TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnReopening) {
+    addClips();
+    m_store.set(QStringLiteral("scheduleEnabled"), true);
+    m_store.set(QStringLiteral("scheduleStartHour"), 9);
+    m_store.set(QStringLiteral("scheduleEndHour"), 17);
+    m_store.set(
+        QStringLiteral("scheduleEnabledDays"),
+        QVariantList{qint64(0), qint64(1), qint64(2), qint64(3), qint64(4), qint64(5), qint64(6)});
+    launch();
+    ASSERT_TRUE(m_schedule->isWithinSchedule());
+    ASSERT_FALSE(m_delegate->isPlaying());
+
+    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(18, 0)));
+    m_schedule->checkSchedule();
+    testutil::processEventsFor(200);
+    EXPECT_FALSE(m_delegate->pausedBySchedule());
+    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
+    m_schedule->checkSchedule();
+    testutil::processEventsFor(200);
+    EXPECT_FALSE(m_delegate->isPlaying()) << "the schedule never started it";
+
+    // The same closing while playing pauses, and the reopening resumes.
+    m_delegate->startAllPlayback();
+    ASSERT_TRUE(waitForAllPlaying(true));
+    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(18, 0)));
+    m_schedule->checkSchedule();
+    EXPECT_TRUE(waitForAllPlaying(false));
+    EXPECT_TRUE(m_delegate->pausedBySchedule());
+    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
+    m_schedule->checkSchedule();
+    EXPECT_TRUE(waitForAllPlaying(true));
+    EXPECT_FALSE(m_delegate->pausedBySchedule());
+}
+
+TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
+    addClips();
+    launch();
+    QQmlEngine engine;
+    QQmlComponent component(&engine);
+    component.setData("import QtQuick\n"
+                      "Window { width: 200; height: 60; visible: true\n"
+                      "  TextInput { objectName: \"field\"; width: 180; height: 20 } }",
+                      QUrl());
+    std::unique_ptr<QObject> object(component.create());
+    ASSERT_TRUE(object) << component.errorString().toStdString();
+    auto* window = qobject_cast<QQuickWindow*>(object.get());
+    ASSERT_NE(window, nullptr);
+    auto* field = window->findChild<QQuickItem*>(QStringLiteral("field"));
+    ASSERT_NE(field, nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+
+    QTest::keyClick(window, Qt::Key_Space);
+    EXPECT_TRUE(m_delegate->isPlaying());
+    ASSERT_TRUE(waitForIndex(0));
+    QTest::keyClick(window, Qt::Key_Right);
+    testutil::processEventsFor(200);
+    EXPECT_TRUE(waitForIndex(0)) << "an arrow without Ctrl is passed on";
+    QTest::keyClick(window, Qt::Key_Right, Qt::ControlModifier);
+    EXPECT_TRUE(waitForIndex(1));
+    QTest::keyClick(window, Qt::Key_Left, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_TRUE(waitForIndex(0));
+
+    field->forceActiveFocus();
+    ASSERT_EQ(window->focusObject(), field);
+    QTest::keyClick(window, Qt::Key_Space);
+    QTest::keyClick(window, Qt::Key_Right, Qt::ControlModifier);
+    testutil::processEventsFor(200);
+    EXPECT_EQ(field->property("text").toString(), QStringLiteral(" "));
+    EXPECT_TRUE(m_delegate->isPlaying());
+    EXPECT_TRUE(waitForIndex(0));
+
+    field->setFocus(false);
+    QTest::keyClick(window, Qt::Key_Space);
+    EXPECT_FALSE(m_delegate->isPlaying());
+}
+
+TEST_F(AppDelegateTest, PauseOnBatteryFollowsThePowerSourceAndExternalPowerStartsPlayback) {
+    addClips();
+    m_store.set(QStringLiteral("pauseOnBattery"), true);
+    launch();
+    // On external power the subscription made with the windows starts playback at once, with
+    // auto-play off.
+    EXPECT_TRUE(m_delegate->isPlaying());
+    ASSERT_TRUE(waitForAllPlaying(true));
+
+    m_power->setOnBattery(true);
+    EXPECT_TRUE(waitForAllPlaying(false));
+    m_power->setOnBattery(false);
+    EXPECT_TRUE(waitForAllPlaying(true));
+
+    m_store.set(QStringLiteral("pauseOnBattery"), false);
+    m_power->setOnBattery(true);
+    testutil::processEventsFor(200);
+    EXPECT_TRUE(m_delegate->isPlaying());
+}
+
+TEST_F(AppDelegateTest, LockMutesUnmutedPlayersAndUnlockRestoresThem) {
+    addClips();
+    m_store.set(QStringLiteral("pauseOnScreenLock"), true);
+    m_store.set(QStringLiteral("audioMuted"), false);
+    launch();
+    for (VideoPlayerManager* manager : managers())
+        ASSERT_FALSE(manager->playerA()->isMuted());
+
+    Q_EMIT Notifications::instance().screenDidLock();
+    EXPECT_FALSE(m_delegate->wasAudioMutedBeforeLock());
+    for (VideoPlayerManager* manager : managers()) {
+        EXPECT_TRUE(manager->playerA()->isMuted());
+        EXPECT_TRUE(manager->playerB()->isMuted());
+    }
+    EXPECT_EQ(m_store.objectForKey(QStringLiteral("audioMuted")), QVariant(false));
+    Q_EMIT Notifications::instance().screenDidUnlock();
+    for (VideoPlayerManager* manager : managers()) {
+        EXPECT_FALSE(manager->playerA()->isMuted());
+        EXPECT_FALSE(manager->playerB()->isMuted());
+    }
+}
+
+} // namespace

@@ -1,0 +1,88 @@
+// The tray menu against a real controller with real desktop windows and players under the
+// harness (which has no tray: the menu is built and driven all the same).
+
+#include "app/AppDelegate.h"
+#include "app/Preferences.h"
+#include "app/TrayMenu.h"
+#include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/DesktopWindowController.h"
+#include "playback/SyncManager.h"
+#include "playback/VideoPlayerManager.h"
+#include "playback/VideoSurface.h"
+#include "support/TestUtil.h"
+#include "system/PowerManager.h"
+#include "system/PowerSource.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+namespace {
+
+QStringList texts(const QMenu& menu) {
+    QStringList result;
+    const QList<QAction*> actions = menu.actions();
+    for (const QAction* action : actions)
+        result.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+    return result;
+}
+
+QAction* action(const QMenu& menu, const QString& text) {
+    const QList<QAction*> actions = menu.actions();
+    for (QAction* candidate : actions) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
+}
+
+TEST(TrayMenu, StatusLineCountsScreens) {
+    EXPECT_EQ(TrayMenu::statusText(1), QStringLiteral("Playing on 1 screen"));
+    EXPECT_EQ(TrayMenu::statusText(0), QStringLiteral("Playing on 0 screens"));
+    EXPECT_EQ(TrayMenu::statusText(3), QStringLiteral("Playing on 3 screens"));
+}
+
+TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
+    VideoSurface::useSoftwareRendering();
+    std::setlocale(LC_NUMERIC, "C");
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_TRUE(testutil::encodeClip(dir.filePath(QStringLiteral("clips/a.mp4"))));
+    Preferences& store = Preferences::standard();
+    for (const QString& key : store.allKeys())
+        store.removeObject(key);
+    PlaylistPersistence::resetRegistryForTesting();
+    SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
+    FolderBookmarkManager folders(store);
+    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));
+
+    TrayMenu tray;
+    const QStringList idle{QStringLiteral("Play/Pause"), QStringLiteral("Previous"),
+                           QStringLiteral("Next"), QStringLiteral("-"),
+                           QStringLiteral("Quit Orvanta")};
+    ASSERT_EQ(AppDelegate::shared(), nullptr);
+    EXPECT_EQ(texts(*tray.menu()), idle);
+    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+
+    AppDelegate delegate(store, std::make_unique<PowerManager>(std::unique_ptr<PowerSource>()));
+    delegate.applicationDidFinishLaunching();
+    tray.rebuild();
+    EXPECT_EQ(texts(*tray.menu()), idle);
+    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+    EXPECT_TRUE(delegate.isPlaying());
+    tray.rebuild();
+    EXPECT_EQ(texts(*tray.menu()).first(), QStringLiteral("Playing on 2 screens"));
+    EXPECT_FALSE(tray.menu()->actions().first()->isEnabled());
+    EXPECT_EQ(texts(*tray.menu()).size(), idle.size() + 2);
+
+    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+    EXPECT_FALSE(delegate.isPlaying());
+    delegate.applicationWillTerminate();
+}
+
+} // namespace
