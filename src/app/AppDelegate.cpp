@@ -8,6 +8,7 @@
 #include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
+#include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/ScheduleManager.h"
 
@@ -32,6 +33,7 @@ const QString kApplicationVisibility = QStringLiteral("applicationVisibility");
 
 // A delay long enough for the new windows to be up before their players start.
 constexpr int kResumeAfterRebuildMs = 100;
+constexpr int kNowPlayingRefreshMs = 500;
 
 QPalette darkPalette() {
     QPalette palette;
@@ -79,6 +81,8 @@ AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager>
 }
 
 AppDelegate::~AppDelegate() {
+    if (s_shared == this)
+        MediaKeyHandler::shared().setController(nullptr);
     removeKeyEventMonitor();
     clearCancellables();
     // Windows go before the power manager and the rest they were wired to.
@@ -91,6 +95,7 @@ AppDelegate* AppDelegate::shared() {
 
 void AppDelegate::applicationDidFinishLaunching() {
     s_shared = this;
+    MediaKeyHandler::shared().setController(this);
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
         QGuiApplication::setPalette(darkPalette());
     // No window exists yet to act on; the settings window reads it when it is made.
@@ -223,6 +228,11 @@ void AppDelegate::startAllPlayback() {
     }
     setPlayingScreenCount(count);
     setIsPlaying(count >= 1);
+
+    MediaKeyHandler& mediaKeys = MediaKeyHandler::shared();
+    if (!mediaKeys.isEnabled())
+        mediaKeys.enable();
+    mediaKeys.updateNowPlayingInfo();
 }
 
 void AppDelegate::pauseAllPlayback() {
@@ -236,6 +246,7 @@ void AppDelegate::pauseAllPlayback() {
     }
     setPlayingScreenCount(0);
     setIsPlaying(false);
+    MediaKeyHandler::shared().updatePlaybackState(false);
 }
 
 void AppDelegate::stopAllPlayback() {
@@ -243,6 +254,7 @@ void AppDelegate::stopAllPlayback() {
         manager->stop();
     setPlayingScreenCount(0);
     setIsPlaying(false);
+    MediaKeyHandler::shared().disable();
 }
 
 void AppDelegate::togglePlayPause() {
@@ -255,11 +267,27 @@ void AppDelegate::togglePlayPause() {
 void AppDelegate::nextVideo() {
     for (VideoPlayerManager* manager : distinctManagers())
         manager->nextVideo();
+    refreshNowPlayingSoon();
 }
 
 void AppDelegate::previousVideo() {
     for (VideoPlayerManager* manager : distinctManagers())
         manager->previousVideo();
+    refreshNowPlayingSoon();
+}
+
+void AppDelegate::refreshNowPlayingSoon() {
+    // The new video is known once it has loaded; by then the media keys show it.
+    QTimer::singleShot(kNowPlayingRefreshMs, this,
+                       [] { MediaKeyHandler::shared().updateNowPlayingInfo(); });
+}
+
+std::optional<MediaKeyTarget::Video> AppDelegate::primaryVideo() const {
+    const VideoPlayerManager* manager = primaryPlayerManager();
+    if (!manager)
+        return std::nullopt;
+    return Video{manager->currentVideoName(), manager->duration(), manager->currentTime(),
+                 manager->currentIndex(), manager->totalVideoCount()};
 }
 
 void AppDelegate::updatePlayingState() {
@@ -272,7 +300,10 @@ void AppDelegate::updatePlayingState() {
             ++count;
         }
     }
-    setIsPlaying(any);
+    if (any != m_isPlaying) {
+        setIsPlaying(any);
+        MediaKeyHandler::shared().updatePlaybackState(any);
+    }
     setPlayingScreenCount(count);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "system/MediaKeyTarget.h"
 #include "system/PowerManager.h"
 
 #include <QList>
@@ -22,7 +23,7 @@ Q_MOC_INCLUDE("playback/VideoPlayerManager.h")
 // The one object that wires the running program together: one desktop window per screen, the
 // playback commands every control calls, and the reactions to screens, sync mode, playlists,
 // power, screen lock and the schedule. Each screen's playback itself belongs to its manager.
-class AppDelegate : public QObject {
+class AppDelegate : public QObject, public MediaKeyTarget {
     Q_OBJECT
     Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY isPlayingChanged)
     Q_PROPERTY(int playingScreenCount READ playingScreenCount NOTIFY playingScreenCountChanged)
@@ -47,16 +48,17 @@ public:
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
-    void togglePlayPause();
-    void startAllPlayback();
-    void pauseAllPlayback();
+    void togglePlayPause() override;
+    void startAllPlayback() override;
+    void pauseAllPlayback() override;
     void stopAllPlayback();
-    void nextVideo();
-    void previousVideo();
+    void nextVideo() override;
+    void previousVideo() override;
     void reloadAllPlaylists();
     void rebuildDesktopWindows();
 
-    bool isPlaying() const { return m_isPlaying; }
+    bool isPlaying() const override { return m_isPlaying; }
+    std::optional<Video> primaryVideo() const override;
     int playingScreenCount() const { return m_playingScreenCount; }
     int totalScreenCount() const { return m_totalScreenCount; }
     // In sync mode the shared manager alone (never created by asking), else one per window.
@@ -90,6 +92,7 @@ private:
     void setupKeyEventMonitor();
     void removeKeyEventMonitor();
     void updatePlayingState();
+    void refreshNowPlayingSoon();
     void handlePowerState(bool onBattery);
     void handleScheduleState(bool within);
     void handleScreenLock();

@@ -12,6 +12,7 @@
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
+#include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
 #include "system/ScheduleManager.h"
@@ -186,6 +187,16 @@ TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
     m_delegate->togglePlayPause();
     EXPECT_TRUE(waitForAllPlaying(true));
     EXPECT_EQ(m_delegate->playingScreenCount(), 2);
+
+    // The media keys follow: on while playback runs, with the primary screen's video, off
+    // once everything is stopped.
+    EXPECT_TRUE(MediaKeyHandler::shared().isEnabled());
+    const auto video = m_delegate->primaryVideo();
+    ASSERT_TRUE(video.has_value());
+    EXPECT_EQ(video->currentIndex, 0);
+    EXPECT_EQ(video->totalVideoCount, managers().first()->totalVideoCount());
+    m_delegate->stopAllPlayback();
+    EXPECT_FALSE(MediaKeyHandler::shared().isEnabled());
 }
 
 TEST_F(AppDelegateTest, SyncModeCountsWindowsFirstThenTheOneSharedManager) {
