@@ -73,9 +73,7 @@ protected:
     void SetUp() override {
         ASSERT_EQ(QGuiApplication::screens().size(), 2);
         SyncManager::shared().setSyncEnabled(false);
-        for (const QString& key : m_store.allKeys())
-            m_store.removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         m_store.set(QStringLiteral("transitionType"), 0);
         // Wednesday noon.
         m_clock = new SettableClock(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));

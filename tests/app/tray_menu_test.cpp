@@ -54,9 +54,7 @@ TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     ASSERT_TRUE(dir.isValid());
     ASSERT_TRUE(testutil::encodeClip(dir.filePath(QStringLiteral("clips/a.mp4"))));
     Preferences& store = Preferences::standard();
-    for (const QString& key : store.allKeys())
-        store.removeObject(key);
-    PlaylistPersistence::resetRegistryForTesting();
+    testutil::resetUserStore();
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
     FolderBookmarkManager folders(store);
     ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));

@@ -33,9 +33,7 @@ const QString kAllVideos = QStringLiteral("All Videos");
 class PlaylistLibraryTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (const QString& key : prefs().allKeys())
-            prefs().removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         m_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(m_dir->isValid());
     }

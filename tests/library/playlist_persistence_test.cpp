@@ -27,9 +27,7 @@ const QString kMetadataKey = QStringLiteral("playlist_global_metadata");
 class PlaylistPersistenceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (const QString& key : prefs().allKeys())
-            prefs().removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         m_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(m_dir->isValid());
     }

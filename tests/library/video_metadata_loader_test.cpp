@@ -25,9 +25,7 @@ protected:
     void SetUp() override {
         ASSERT_FALSE(clips().folder.isEmpty()) << qPrintable(mediaclips::error());
         Preferences& store = Preferences::standard();
-        for (const QString& key : store.allKeys())
-            store.removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         m_library = std::make_unique<PlaylistLibrary>(store);
         ASSERT_TRUE(testutil::waitUntil([&] { return !m_library->isSyncing(); }));
         m_loader = std::make_unique<VideoMetadataLoader>();

@@ -51,9 +51,7 @@ protected:
 
     void SetUp() override {
         Preferences& store = Preferences::standard();
-        for (const QString& key : store.allKeys())
-            store.removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         FolderBookmarkManager folders(store);
         ASSERT_TRUE(
             folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QStringLiteral("clips")))));

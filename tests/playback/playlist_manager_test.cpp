@@ -67,10 +67,7 @@ TEST(PlaylistManagerShuffle, EveryOrderIsEquallyLikely) {
 class PlaylistManagerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        Preferences& store = Preferences::standard();
-        for (const QString& key : store.allKeys())
-            store.removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
     }
 
     PlaylistPersistence& persistence() { return PlaylistPersistence::forScreen(m_screen); }

@@ -49,9 +49,7 @@ protected:
 
     void SetUp() override {
         Preferences& store = Preferences::standard();
-        for (const QString& key : store.allKeys())
-            store.removeObject(key);
-        PlaylistPersistence::resetRegistryForTesting();
+        testutil::resetUserStore();
         store.set(QStringLiteral("transitionType"), 0);
     }
 

@@ -1,5 +1,8 @@
 #include "support/TestUtil.h"
 
+#include "app/Preferences.h"
+#include "library/PlaylistPersistence.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -97,6 +100,13 @@ bool encodeClip(const QString& outputPath, const ClipSpec& clip) {
     arguments += {QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath};
     const ProcessResult result = runProcess(ffmpeg, arguments);
     return result.exitCode == 0 && QFileInfo(outputPath).size() > 0;
+}
+
+void resetUserStore() {
+    Preferences& store = Preferences::standard();
+    for (const QString& key : store.allKeys())
+        store.removeObject(key);
+    PlaylistPersistence::resetRegistryForTesting();
 }
 
 void writeFile(const QString& path, const QByteArray& bytes) {

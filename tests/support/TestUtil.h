@@ -50,6 +50,10 @@ struct ClipSpec {
 // Encodes a clip to outputPath (its suffix picks the container); false when ffmpeg fails.
 bool encodeClip(const QString& outputPath, const ClipSpec& clip = {});
 
+// Empties the user's store of the harness and forgets every per-screen playlist state, so a test
+// starts as on a fresh installation.
+void resetUserStore();
+
 // Writes bytes to a file, creating parent folders.
 void writeFile(const QString& path, const QByteArray& bytes);
 
