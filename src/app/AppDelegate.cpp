@@ -179,6 +179,15 @@ void AppDelegate::setupPlaybackObservers() {
                                          this, &AppDelegate::updatePlayingState,
                                          Qt::QueuedConnection));
     }
+    // Media keys show the primary screen's video: its length is known only once it has loaded,
+    // and a video that ends hands over to the next without any command.
+    if (VideoPlayerManager* primary = primaryPlayerManager()) {
+        const auto refresh = [] { MediaKeyHandler::shared().updateNowPlayingInfo(); };
+        m_cancellables.push_back(
+            connect(primary, &VideoPlayerManager::currentVideoURLChanged, this, refresh));
+        m_cancellables.push_back(
+            connect(primary, &VideoPlayerManager::durationChanged, this, refresh));
+    }
 }
 
 void AppDelegate::observePowerSource() {

@@ -3,11 +3,10 @@
 #include "app/AppDelegate.h"
 
 #include <QAction>
-#include <QApplication>
+#include <QCoreApplication>
 #include <QIcon>
 #include <QKeySequence>
 #include <QMenu>
-#include <QStyle>
 #include <QSystemTrayIcon>
 
 TrayMenu::TrayMenu(QObject* parent)
@@ -15,8 +14,7 @@ TrayMenu::TrayMenu(QObject* parent)
     , m_menu(std::make_unique<QMenu>()) {
     connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayMenu::rebuild);
     rebuild();
-    m_trayIcon =
-        new QSystemTrayIcon(icon(QStringLiteral("video-display"), QStyle::SP_MediaPlay), this);
+    m_trayIcon = new QSystemTrayIcon(icon(QStringLiteral("orvanta")), this);
     m_trayIcon->setToolTip(QStringLiteral("Orvanta"));
     m_trayIcon->setContextMenu(m_menu.get());
     m_trayIcon->show();
@@ -37,9 +35,8 @@ QString TrayMenu::statusText(int playingScreenCount) {
         .arg(playingScreenCount == 1 ? QString() : QStringLiteral("s"));
 }
 
-QIcon TrayMenu::icon(const QString& themeName, int fallbackPixmap) {
-    return QIcon::fromTheme(
-        themeName, QApplication::style()->standardIcon(QStyle::StandardPixmap(fallbackPixmap)));
+QIcon TrayMenu::icon(const QString& name) {
+    return QIcon::fromTheme(name, QIcon(QStringLiteral(":/icons/%1.svg").arg(name)));
 }
 
 void TrayMenu::rebuild() {
@@ -51,25 +48,25 @@ void TrayMenu::rebuild() {
         m_menu->addSeparator();
     }
     // The controller is looked up when an item is chosen: it may be gone by then.
-    m_menu->addAction(playing ? icon(QStringLiteral("media-playback-pause"), QStyle::SP_MediaPause)
-                              : icon(QStringLiteral("media-playback-start"), QStyle::SP_MediaPlay),
+    m_menu->addAction(icon(playing ? QStringLiteral("media-playback-pause")
+                                   : QStringLiteral("media-playback-start")),
                       QStringLiteral("Play/Pause"), this, [] {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->togglePlayPause();
                       });
-    m_menu->addAction(icon(QStringLiteral("media-skip-backward"), QStyle::SP_MediaSkipBackward),
+    m_menu->addAction(icon(QStringLiteral("media-skip-backward")),
                       QStringLiteral("Previous"), this, [] {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->previousVideo();
                       });
-    m_menu->addAction(icon(QStringLiteral("media-skip-forward"), QStyle::SP_MediaSkipForward),
+    m_menu->addAction(icon(QStringLiteral("media-skip-forward")),
                       QStringLiteral("Next"), this, [] {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->nextVideo();
                       });
     m_menu->addSeparator();
-    QAction* quit =
-        m_menu->addAction(icon(QStringLiteral("application-exit"), QStyle::SP_DialogCloseButton),
-                          QStringLiteral("Quit Orvanta"), this, [] { QCoreApplication::quit(); });
+    QAction* quit = m_menu->addAction(icon(QStringLiteral("application-exit")),
+                                      QStringLiteral("Quit Orvanta"), this,
+                                      [] { QCoreApplication::quit(); });
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 }

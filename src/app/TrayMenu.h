@@ -28,8 +28,8 @@ public:
 
     // "Playing on 1 screen", "Playing on 3 screens".
     static QString statusText(int playingScreenCount);
-    // The desktop theme's icon, else the one that comes with the toolkit.
-    static QIcon icon(const QString& themeName, int fallbackPixmap);
+    // The desktop theme's icon of that freedesktop name, else the one that comes with Orvanta.
+    static QIcon icon(const QString& name);
 
 private:
     std::unique_ptr<QMenu> m_menu;

@@ -15,6 +15,8 @@
 #include "system/PowerSource.h"
 
 #include <QAction>
+#include <QIcon>
+#include <QImage>
 #include <QMenu>
 #include <QTemporaryDir>
 
@@ -47,8 +49,33 @@ TEST(TrayMenu, StatusLineCountsScreens) {
     EXPECT_EQ(TrayMenu::statusText(3), QStringLiteral("Playing on 3 screens"));
 }
 
+// Whether the icon draws anything at a tray's size.
+bool drawsSomething(const QIcon& icon) {
+    const QImage image = icon.pixmap(22, 22).toImage().convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (qAlpha(image.pixel(x, y)) > 0)
+                return true;
+        }
+    }
+    return false;
+}
+
+// A desktop whose theme lacks the icons still shows Orvanta's own.
+TEST(TrayMenu, IconsFallBackToTheBundledOnes) {
+    QIcon::setThemeName(QStringLiteral("no-such-theme"));
+    EXPECT_TRUE(drawsSomething(TrayMenu::icon(QStringLiteral("orvanta"))));
+    TrayMenu tray;
+    const QList<QAction*> actions = tray.menu()->actions();
+    for (const QAction* item : actions) {
+        if (!item->isSeparator()) {
+            EXPECT_TRUE(drawsSomething(item->icon())) << item->text().toStdString();
+        }
+    }
+    EXPECT_FALSE(drawsSomething(TrayMenu::icon(QStringLiteral("no-such-icon"))));
+}
+
 TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
-    VideoSurface::useSoftwareRendering();
     std::setlocale(LC_NUMERIC, "C");
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
