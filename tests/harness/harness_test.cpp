@@ -90,34 +90,20 @@ struct Monitor {
     QString name;
     QString geometry; // in the form --setmonitor takes
     bool primary = false;
-    QString outputs;
 };
 
-QList<Monitor> listMonitors() {
+// The RandR monitor of that name, as `xrandr --listmonitors` describes it.
+std::optional<Monitor> monitorNamed(const QString& name) {
     const testutil::ProcessResult result =
         testutil::runProcess(QStringLiteral("xrandr"), {QStringLiteral("--listmonitors")});
-    QList<Monitor> monitors;
     if (result.crashed || result.exitCode != 0)
-        return monitors;
+        return std::nullopt;
     static const QRegularExpression line(
         QStringLiteral(R"(^\s*\d+:\s+([+*]*)(\S+)\s+(\d+/\d+x\d+/\d+[+-]\d+[+-]\d+)\s*(.*)$)"));
-    const QStringList lines = QString::fromLocal8Bit(result.out).split(QLatin1Char('\n'));
-    for (const QString& text : lines) {
+    for (const QString& text : QString::fromLocal8Bit(result.out).split(QLatin1Char('\n'))) {
         const QRegularExpressionMatch match = line.match(text);
-        if (!match.hasMatch())
-            continue;
-        monitors.append({match.captured(2), match.captured(3),
-                         match.captured(1).contains(QLatin1Char('*')),
-                         match.captured(4).trimmed()});
-    }
-    return monitors;
-}
-
-std::optional<Monitor> monitorNamed(const QString& name) {
-    const QList<Monitor> monitors = listMonitors();
-    for (const Monitor& monitor : monitors) {
-        if (monitor.name == name)
-            return monitor;
+        if (match.hasMatch() && match.captured(2) == name)
+            return Monitor{name, match.captured(3), match.captured(1).contains(QLatin1Char('*'))};
     }
     return std::nullopt;
 }
@@ -220,8 +206,6 @@ TEST(Harness, TwoScreensSideBySide) {
     }
     ASSERT_NE(left, nullptr);
     ASSERT_NE(right, nullptr);
-    EXPECT_FALSE(left->name().isEmpty());
-    EXPECT_FALSE(right->name().isEmpty());
     EXPECT_NE(left->name(), right->name());
     EXPECT_EQ(QGuiApplication::primaryScreen(), left);
     EXPECT_EQ(screens.constFirst(), left) << "the primary screen comes first";
@@ -261,71 +245,64 @@ TEST(Harness, SoftwareOpenGL) {
     context.doneCurrent();
 }
 
+// Each screen in turn is unplugged and plugged back; the primary one hands primary over and
+// takes it back, the other one leaves the primary screen alone.
 TEST(Harness, UnpluggedScreenGoesAndComesBack) {
     ASSERT_EQ(QGuiApplication::screens().size(), 2);
-    QScreen* right = QGuiApplication::screenAt(QPoint(1920 + 100, 100));
-    ASSERT_NE(right, nullptr);
-    const QString name = right->name();
-    const std::optional<Monitor> monitor = monitorNamed(name);
-    ASSERT_TRUE(monitor.has_value()) << "no RandR monitor named " << name.toStdString();
-    EXPECT_EQ(monitor->geometry, QStringLiteral("1920/508x1080/286+1920+0"));
-    QScreen* const primary = QGuiApplication::primaryScreen();
-
-    MonitorRestorer restorer({*monitor});
-    ScreenEvents events;
-
-    ASSERT_TRUE(xrandr({QStringLiteral("--delmonitor"), name}));
-    ASSERT_TRUE(testutil::waitUntil([&] { return events.removed.contains(name); }))
-        << "Qt did not report the unplugged screen";
-    EXPECT_EQ(events.removed, QStringList{name});
-    EXPECT_TRUE(events.added.isEmpty()) << events.added.join(QLatin1Char(' ')).toStdString();
-    ASSERT_EQ(QGuiApplication::screens().size(), 1);
-    EXPECT_EQ(QGuiApplication::primaryScreen(), primary);
-    EXPECT_EQ(QGuiApplication::primaryScreen()->geometry(), QRect(0, 0, 1920, 1080));
-    EXPECT_EQ(screenNamed(name), nullptr);
-
-    ASSERT_TRUE(plugMonitor(*monitor));
-    ASSERT_TRUE(testutil::waitUntil([&] { return events.added.contains(name); }))
-        << "Qt did not report the screen plugged in again";
-    EXPECT_EQ(events.added, QStringList{name});
-    ASSERT_EQ(QGuiApplication::screens().size(), 2);
-    QScreen* again = screenNamed(name);
-    ASSERT_NE(again, nullptr);
-    EXPECT_EQ(again->geometry(), QRect(1920, 0, 1920, 1080));
-    EXPECT_EQ(QGuiApplication::primaryScreen(), primary);
-    EXPECT_TRUE(events.primary.isEmpty()) << events.primary.join(QLatin1Char(' ')).toStdString();
-}
-
-TEST(Harness, UnpluggedPrimaryScreenHandsPrimaryOver) {
-    ASSERT_EQ(QGuiApplication::screens().size(), 2);
-    QScreen* left = QGuiApplication::primaryScreen();
-    ASSERT_NE(left, nullptr);
-    ASSERT_EQ(left->geometry().topLeft(), QPoint(0, 0));
+    QScreen* const left = QGuiApplication::primaryScreen();
+    QScreen* const right = QGuiApplication::screenAt(QPoint(1920 + 100, 100));
+    ASSERT_TRUE(left && right && left != right);
     const QString leftName = left->name();
-    QScreen* right = QGuiApplication::screenAt(QPoint(1920 + 100, 100));
-    ASSERT_NE(right, nullptr);
     const QString rightName = right->name();
-    const std::optional<Monitor> monitor = monitorNamed(leftName);
-    ASSERT_TRUE(monitor.has_value());
-    ASSERT_TRUE(monitor->primary) << "xrandr does not mark " << leftName.toStdString()
-                                  << " primary";
+    struct Case {
+        QString name;
+        QString geometry;
+        QRect rect;
+        QStringList primaryWhileUnplugged; // primary changes reported, in order
+        QStringList primaryAfterwards;
+    };
+    const Case cases[] = {
+        {rightName, QStringLiteral("1920/508x1080/286+1920+0"), QRect(1920, 0, 1920, 1080), {}, {}},
+        {leftName,
+         QStringLiteral("1920/508x1080/286+0+0"),
+         QRect(0, 0, 1920, 1080),
+         {rightName},
+         {rightName, leftName}},
+    };
+    for (const Case& unplugged : cases) {
+        SCOPED_TRACE(unplugged.name.toStdString());
+        const std::optional<Monitor> monitor = monitorNamed(unplugged.name);
+        ASSERT_TRUE(monitor.has_value()) << "no RandR monitor";
+        EXPECT_EQ(monitor->geometry, unplugged.geometry);
+        EXPECT_EQ(monitor->primary, unplugged.name == leftName) << "xrandr's primary mark";
+        MonitorRestorer restorer({*monitor});
+        ScreenEvents events;
 
-    MonitorRestorer restorer({*monitor});
-    ScreenEvents events;
+        ASSERT_TRUE(xrandr({QStringLiteral("--delmonitor"), unplugged.name}));
+        ASSERT_TRUE(testutil::waitUntil([&] { return events.removed.contains(unplugged.name); }))
+            << "Qt did not report the unplugged screen";
+        EXPECT_EQ(events.removed, QStringList{unplugged.name});
+        EXPECT_TRUE(events.added.isEmpty()) << events.added.join(u' ').toStdString();
+        ASSERT_EQ(QGuiApplication::screens().size(), 1);
+        EXPECT_EQ(screenNamed(unplugged.name), nullptr);
+        EXPECT_EQ(events.primary, unplugged.primaryWhileUnplugged);
+        EXPECT_NE(QGuiApplication::primaryScreen()->name(), unplugged.name);
+        if (unplugged.name == rightName) {
+            EXPECT_EQ(QGuiApplication::primaryScreen(), left);
+            EXPECT_EQ(left->geometry(), QRect(0, 0, 1920, 1080));
+        }
 
-    ASSERT_TRUE(xrandr({QStringLiteral("--delmonitor"), leftName}));
-    ASSERT_TRUE(testutil::waitUntil([&] { return events.removed.contains(leftName); }));
-    EXPECT_EQ(events.primary, QStringList{rightName});
-    ASSERT_EQ(QGuiApplication::screens().size(), 1);
-    EXPECT_EQ(QGuiApplication::primaryScreen()->name(), rightName);
-
-    ASSERT_TRUE(plugMonitor(*monitor));
-    ASSERT_TRUE(testutil::waitUntil([&] { return events.added.contains(leftName); }));
-    ASSERT_TRUE(
-        testutil::waitUntil([&] { return QGuiApplication::primaryScreen()->name() == leftName; }));
-    EXPECT_EQ(events.primary, (QStringList{rightName, leftName}));
-    ASSERT_EQ(QGuiApplication::screens().size(), 2);
-    EXPECT_EQ(QGuiApplication::primaryScreen()->geometry(), QRect(0, 0, 1920, 1080));
+        ASSERT_TRUE(plugMonitor(*monitor));
+        ASSERT_TRUE(testutil::waitUntil([&] { return events.added.contains(unplugged.name); }))
+            << "Qt did not report the screen plugged in again";
+        ASSERT_TRUE(testutil::waitUntil(
+            [&] { return QGuiApplication::primaryScreen()->name() == leftName; }));
+        EXPECT_EQ(events.added, QStringList{unplugged.name});
+        ASSERT_EQ(QGuiApplication::screens().size(), 2);
+        ASSERT_NE(screenNamed(unplugged.name), nullptr);
+        EXPECT_EQ(screenNamed(unplugged.name)->geometry(), unplugged.rect);
+        EXPECT_EQ(events.primary, unplugged.primaryAfterwards);
+    }
 }
 
 TEST(Harness, SessionAndSystemBusesAreSeparate) {
@@ -426,15 +403,14 @@ TEST(Harness, PrivateHomeAndXdgFolders) {
     EXPECT_EQ(runtime.st_mode & 0777, 0700u);
 
     // Qt finds the same folders.
-    EXPECT_EQ(QStandardPaths::writableLocation(QStandardPaths::HomeLocation), env("HOME"));
-    EXPECT_EQ(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation),
-              env("XDG_CONFIG_HOME"));
-    EXPECT_EQ(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation),
-              env("XDG_CACHE_HOME"));
-    EXPECT_EQ(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation),
-              env("XDG_DATA_HOME"));
-    EXPECT_EQ(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation),
-              env("XDG_RUNTIME_DIR"));
+    const std::pair<QStandardPaths::StandardLocation, const char*> locations[] = {
+        {QStandardPaths::HomeLocation, "HOME"},
+        {QStandardPaths::GenericConfigLocation, "XDG_CONFIG_HOME"},
+        {QStandardPaths::GenericCacheLocation, "XDG_CACHE_HOME"},
+        {QStandardPaths::GenericDataLocation, "XDG_DATA_HOME"},
+        {QStandardPaths::RuntimeLocation, "XDG_RUNTIME_DIR"}};
+    for (const auto& [location, name] : locations)
+        EXPECT_EQ(QStandardPaths::writableLocation(location), env(name)) << name;
 }
 
 TEST(Harness, SharedMimeDatabaseStaysVisible) {

@@ -116,7 +116,6 @@ struct Effects {
 TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
     auto library = makeLibrary();
     EXPECT_TRUE(library->playlists().isEmpty());
-    EXPECT_EQ(library->userDefaultsKey(), kLibraryKey);
     Effects effects(*library);
 
     const Timestamp before = Timestamp::now();
@@ -261,7 +260,7 @@ TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
 
 // --- Stored document ---------------------------------------------------------------------------
 
-TEST_F(PlaylistLibraryTest, ANewLibraryReadsTheStoredPlaylistsInOrder) {
+TEST_F(PlaylistLibraryTest, ANewLibraryReadsTheStoredPlaylistsInOrderAndMigratesNothingInto) {
     QList<NamedPlaylist> playlists;
     {
         auto library = makeLibrary();
@@ -270,6 +269,9 @@ TEST_F(PlaylistLibraryTest, ANewLibraryReadsTheStoredPlaylistsInOrder) {
         library->createPlaylist(QStringLiteral("Three"), {item("b.mp4"), item("c.mp4")});
         playlists = library->playlists();
     }
+    // Per-screen lists are migrated only into an empty library.
+    prefs().set(QStringLiteral("playlist_1_items"),
+                *StoredJson::encodeItems({item("d.mp4"), item("e.mp4")}));
     StdoutCapture out;
     auto again = makeLibrary();
     EXPECT_EQ(again->playlists(), playlists);
@@ -363,19 +365,6 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), migrated.id);
 }
 
-TEST_F(PlaylistLibraryTest, AnExistingLibraryIsNotMigratedInto) {
-    prefs().set(QStringLiteral("playlist_1_items"),
-                *StoredJson::encodeItems({item("a.mp4"), item("b.mp4")}));
-    NamedPlaylist evening;
-    evening.id = QUuid::createUuid();
-    evening.name = QStringLiteral("Evening");
-    prefs().set(kLibraryKey, *StoredJson::encodePlaylists({evening}));
-    StdoutCapture out;
-    auto library = makeLibrary();
-    EXPECT_EQ(library->playlists(), QList<NamedPlaylist>{evening});
-    EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
-}
-
 // --- "All Videos" and the folders --------------------------------------------------------------
 
 TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
@@ -443,19 +432,6 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     EXPECT_EQ(effects.posts.count(), 6);
 }
 
-TEST_F(PlaylistLibraryTest, AnExistingAssignmentIsNeverReplaced) {
-    const QUuid chosen = QUuid::createUuid();
-    PlaylistPersistence::shared().setAssignedPlaylistId(chosen);
-    folder(QStringLiteral("videos"), {"a.mp4"});
-    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("videos")));
-    StdoutCapture out;
-    auto library = makeLibrary();
-    ASSERT_EQ(library->playlists().size(), 1);
-    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), chosen);
-    EXPECT_EQ(libraryLines(out),
-              QStringList{"PlaylistLibrary: Created All Videos playlist with 1 videos"});
-}
-
 TEST_F(PlaylistLibraryTest, OnlyTheFirstPlaylistNamedAllVideosIsSynchronised) {
     folder(QStringLiteral("videos"), {"a.mp4", "b.mp4"});
     auto library = makeLibrary();
@@ -471,26 +447,29 @@ TEST_F(PlaylistLibraryTest, OnlyTheFirstPlaylistNamedAllVideosIsSynchronised) {
     EXPECT_EQ(library->playlists().at(1), second);
 }
 
-TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSynchronisationCreateANewOne) {
-    folder(QStringLiteral("videos"), {"a.mp4"});
-    FolderBookmarkManager folders(prefs());
-    folders.addFolder(QUrl::fromLocalFile(m_dir->filePath(QStringLiteral("videos"))));
+TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssignmentIsReplaced) {
+    // An assignment made before (even to a playlist the library lacks) is never replaced.
+    const QUuid chosen = QUuid::createUuid();
+    PlaylistPersistence::shared().setAssignedPlaylistId(chosen);
+    FolderBookmarkManager(prefs()).addFolder(
+        QUrl::fromLocalFile(folder(QStringLiteral("videos"), {"a.mp4"})));
+    const QStringList created{"PlaylistLibrary: Created All Videos playlist with 1 videos"};
+    StdoutCapture out;
     auto library = makeLibrary();
     ASSERT_EQ(library->playlists().size(), 1);
     const NamedPlaylist original = library->playlists().at(0);
+    EXPECT_EQ(libraryLines(out), created);
     library->renamePlaylist(original.id, QStringLiteral("Favourites"));
 
-    StdoutCapture out;
+    out.clear();
     ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
     ASSERT_EQ(library->playlists().size(), 2);
     EXPECT_EQ(library->playlists().at(0).name, "Favourites");
     EXPECT_EQ(library->playlists().at(0).items, original.items);
     EXPECT_EQ(library->playlists().at(1).name, kAllVideos);
     EXPECT_NE(library->playlists().at(1).id, original.id);
-    // The shared state keeps the playlist it had.
-    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), original.id);
-    EXPECT_EQ(libraryLines(out),
-              QStringList{"PlaylistLibrary: Created All Videos playlist with 1 videos"});
+    EXPECT_EQ(libraryLines(out), created);
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), chosen);
 }
 
 TEST_F(PlaylistLibraryTest, ApplyingAScanKeepsEntriesAndFollowsTheFiles) {

@@ -92,13 +92,6 @@ TEST_F(PlaylistPersistenceTest, AFreshScreenHasNoItemsNoShuffleLoopAndNoAssignme
     EXPECT_EQ(screen.excludedCount(), 0);
     // Reading writes nothing.
     EXPECT_TRUE(prefs().allKeys().isEmpty()) << prefs().allKeys().join(u' ').toStdString();
-
-    EXPECT_EQ(PlaylistPersistence::itemsKey(QStringLiteral("724")), "playlist_724_items");
-    EXPECT_EQ(PlaylistPersistence::shuffleKey(QStringLiteral("724")), "playlist_724_shuffle");
-    EXPECT_EQ(PlaylistPersistence::loopKey(QStringLiteral("724")), "playlist_724_loop");
-    EXPECT_EQ(PlaylistPersistence::assignedPlaylistKey(QStringLiteral("724")),
-              "playlist_724_assignedPlaylist");
-    EXPECT_EQ(PlaylistPersistence::metadataCacheKey(), kMetadataKey);
 }
 
 TEST_F(PlaylistPersistenceTest, ReadsStoredSwitchesAndAssignment) {
@@ -115,32 +108,28 @@ TEST_F(PlaylistPersistenceTest, ReadsStoredSwitchesAndAssignment) {
               StoredJson::uuidText(id));
 }
 
-TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanReadsAsOn) {
-    const QVariant values[] = {QVariant(qint64(0)), QVariant(QStringLiteral("false")),
-                               QVariant(0.0), QVariant(QByteArray("0"))};
+TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanIsOnAndAnAssignmentThatIsNoUuidIsNone) {
+    // Each row is one screen's stored loop value and assignment; both are left as they were.
+    const std::pair<QVariant, QVariant> cases[] = {
+        {QVariant(qint64(0)), QVariant(QStringLiteral("evening"))},
+        {QVariant(QStringLiteral("false")),
+         QVariant(QStringLiteral("{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}"))},
+        {QVariant(0.0), QVariant(QStringLiteral("E621E1F8C36C495A93FC0C247A3E6E5F"))},
+        {QVariant(QByteArray("0")), QVariant(QString(""))},
+        {QVariant(QStringLiteral("off")), QVariant(qint64(7))},
+    };
     int screen = 0;
-    for (const QVariant& value : values) {
+    for (const auto& [loop, assigned] : cases) {
         const QString id = QString::number(++screen);
-        prefs().setValue(PlaylistPersistence::loopKey(id), value);
-        EXPECT_TRUE(PlaylistPersistence::forScreen(id).loopEnabled()) << value.typeName();
-        // Left as it was.
-        EXPECT_EQ(prefs().objectForKey(PlaylistPersistence::loopKey(id)), value);
+        SCOPED_TRACE(testing::Message() << loop.typeName() << " " << assigned.typeName() << " "
+                                        << assigned.toString().toStdString());
+        prefs().setValue(PlaylistPersistence::loopKey(id), loop);
+        prefs().setValue(PlaylistPersistence::assignedPlaylistKey(id), assigned);
+        EXPECT_TRUE(PlaylistPersistence::forScreen(id).loopEnabled());
+        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId());
+        EXPECT_EQ(prefs().objectForKey(PlaylistPersistence::loopKey(id)), loop);
+        EXPECT_EQ(prefs().objectForKey(PlaylistPersistence::assignedPlaylistKey(id)), assigned);
     }
-}
-
-TEST_F(PlaylistPersistenceTest, AnAssignedTextThatIsNoUuidIsIgnoredAndLeftInPlace) {
-    const QStringList texts = {"evening", "{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}",
-                               "E621E1F8C36C495A93FC0C247A3E6E5F", ""};
-    int screen = 0;
-    for (const QString& text : texts) {
-        const QString id = QString::number(++screen);
-        prefs().set(PlaylistPersistence::assignedPlaylistKey(id), text);
-        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId()) << text.toStdString();
-        EXPECT_EQ(prefs().stringForKey(PlaylistPersistence::assignedPlaylistKey(id)), text);
-    }
-    // Not a string at all: ignored too.
-    prefs().set(PlaylistPersistence::assignedPlaylistKey(QStringLiteral("9")), qint64(7));
-    EXPECT_FALSE(PlaylistPersistence::forScreen(QStringLiteral("9")).assignedPlaylistId());
 }
 
 TEST_F(PlaylistPersistenceTest, SwitchesAndAssignmentWriteTheirKeysAtOnce) {
@@ -185,24 +174,6 @@ TEST_F(PlaylistPersistenceTest, TheRegistryKeepsOneInstancePerScreen) {
     const QUuid id = QUuid::createUuid();
     PlaylistPersistence::forScreen(QStringLiteral("default")).setAssignedPlaylistId(id);
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), id);
-}
-
-TEST_F(PlaylistPersistenceTest, ClearingAnAssignmentReachesEveryRegisteredScreen) {
-    const QUuid evening = QUuid::createUuid();
-    const QUuid morning = QUuid::createUuid();
-    for (const char* screen : {"default", "1", "2"})
-        PlaylistPersistence::forScreen(QString::fromLatin1(screen)).setAssignedPlaylistId(evening);
-    PlaylistPersistence::forScreen(QStringLiteral("3")).setAssignedPlaylistId(morning);
-
-    PlaylistPersistence::clearAssignments(evening);
-    for (const char* screen : {"default", "1", "2"}) {
-        const QString id = QString::fromLatin1(screen);
-        EXPECT_FALSE(PlaylistPersistence::forScreen(id).assignedPlaylistId()) << screen;
-        EXPECT_FALSE(prefs().objectForKey(PlaylistPersistence::assignedPlaylistKey(id)).isValid());
-    }
-    EXPECT_EQ(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId(), morning);
-    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_3_assignedPlaylist")),
-              StoredJson::uuidText(morning));
 }
 
 TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
@@ -468,54 +439,50 @@ TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOverwritten) {
-    const QByteArray damaged = R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")";
-    prefs().set(QStringLiteral("playlist_7_items"), damaged);
-    StdoutCapture out;
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("7"));
-    EXPECT_TRUE(screen.items().isEmpty());
-    ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
-    EXPECT_TRUE(out.lines().at(0).startsWith(
-        QStringLiteral("PlaylistPersistence[7]: Failed to decode items: The data couldn\u2019t be "
-                       "read because it isn\u2019t in the correct format.")))
-        << out.text().toStdString();
-    // Nothing is written while the screen is only read.
-    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_7_items")), damaged);
+    // Damaged JSON, and a value of another type (kept in its JSON form).
+    const std::pair<QVariant, QByteArray> cases[] = {
+        {QVariant(QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")")),
+         R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")"},
+        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\""},
+    };
+    int screenNumber = 6;
+    for (const auto& [damaged, keptBytes] : cases) {
+        SCOPED_TRACE(keptBytes.toStdString());
+        const QString id = QString::number(++screenNumber);
+        const QString tag = QStringLiteral("PlaylistPersistence[%1]: ").arg(id);
+        prefs().setValue(PlaylistPersistence::itemsKey(id), damaged);
+        StdoutCapture out;
+        PlaylistPersistence& screen = PlaylistPersistence::forScreen(id);
+        EXPECT_TRUE(screen.items().isEmpty());
+        ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
+        // The reason is checked for damaged JSON; another type is only named as undecodable.
+        const QString reason = damaged.metaType() == QMetaType::fromType<QByteArray>()
+                                   ? QStringLiteral("The data couldn\u2019t be read because it "
+                                                    "isn\u2019t in the correct format.")
+                                   : QString();
+        EXPECT_TRUE(out.lines().at(0).startsWith(tag + "Failed to decode items: " + reason))
+            << out.text().toStdString();
+        // Nothing is written while the screen is only read.
+        EXPECT_EQ(prefs().objectForKey(PlaylistPersistence::itemsKey(id)), damaged);
 
-    out.clear();
-    screen.syncWithFolderContents(files({"a.mp4"}));
-    const QString prefix = QStringLiteral("PlaylistPersistence[7]: Kept unreadable items in ");
-    ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
-    ASSERT_TRUE(out.lines().at(0).startsWith(prefix)) << out.text().toStdString();
-    const QString kept = out.lines().at(0).mid(prefix.size());
-    EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
-    QFile keptFile(kept);
-    ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
-    EXPECT_EQ(keptFile.readAll(), damaged);
-    EXPECT_EQ(stored(QStringLiteral("7")), screen.items());
-    EXPECT_EQ(names(screen.items()), QStringList{"a.mp4"});
+        out.clear();
+        screen.syncWithFolderContents(files({"a.mp4"}));
+        const QString prefix = tag + QStringLiteral("Kept unreadable items in ");
+        ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
+        ASSERT_TRUE(out.lines().at(0).startsWith(prefix)) << out.text().toStdString();
+        const QString kept = out.lines().at(0).mid(prefix.size());
+        EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
+        QFile keptFile(kept);
+        ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
+        EXPECT_EQ(keptFile.readAll(), keptBytes);
+        EXPECT_EQ(stored(id), screen.items());
+        EXPECT_EQ(names(screen.items()), QStringList{"a.mp4"});
 
-    // Kept once: later saves print nothing more.
-    out.clear();
-    screen.toggleExclusion(screen.items().at(0).id);
-    EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
-}
-
-TEST_F(PlaylistPersistenceTest, AValueOfAnotherTypeIsUnreadableToo) {
-    prefs().set(QStringLiteral("playlist_8_items"), QStringLiteral("a.mp4, b.mp4"));
-    StdoutCapture out;
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("8"));
-    EXPECT_TRUE(screen.items().isEmpty());
-    EXPECT_TRUE(out.text().startsWith(QStringLiteral("PlaylistPersistence[8]: Failed to decode "
-                                                     "items: ")))
-        << out.text().toStdString();
-    screen.syncWithFolderContents(files({"a.mp4"}));
-    const QStringList lines = out.lines();
-    ASSERT_EQ(lines.size(), 2);
-    const QString prefix = QStringLiteral("PlaylistPersistence[8]: Kept unreadable items in ");
-    ASSERT_TRUE(lines.at(1).startsWith(prefix));
-    QFile keptFile(lines.at(1).mid(prefix.size()));
-    ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
-    EXPECT_EQ(keptFile.readAll(), QByteArray("\"a.mp4, b.mp4\""));
+        // Kept once: later saves print nothing more.
+        out.clear();
+        screen.toggleExclusion(screen.items().at(0).id);
+        EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
+    }
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableItemsReplacedMeanwhileAreNotKept) {

@@ -22,6 +22,8 @@ namespace {
 
 const char* const kItemId = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
 const char* const kPlaylistId = "0F1D2C3B-4A59-4687-9A5B-C6D7E8F90A1B";
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 QJsonValue parsed(const QByteArray& json) {
     const QJsonDocument document = QJsonDocument::fromJson(json);
@@ -46,108 +48,55 @@ QStringList names(const QList<PlaylistItem>& items) {
 
 // --- Items -------------------------------------------------------------------------------------
 
-TEST(StoredJsonItems, ReadsTheStoredFormAndIgnoresUnknownKeys) {
-    const QByteArray json = R"([
+TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
+    PlaylistItem full = item(QStringLiteral("beach.mp4"), QStringLiteral("/home/me/Videos"));
+    full.id = QUuid::fromString(QLatin1String(kItemId));
+    full.isExcluded = true;
+    full.customOrder = 0; // present though zero
+    full.addedDate = Timestamp{0};
+    full.duration = 12.5;
+    full.width = 1920;
+    full.height = 1080;
+    PlaylistItem bare = item(QStringLiteral("city.mkv"), QStringLiteral("/home/me/Videos"));
+    bare.id = QUuid::fromString(QLatin1String("E621E1F8-C36C-495A-93FC-0C247A3E6E60"));
+    bare.addedDate =
+        Timestamp::fromDateTime(QDateTime(QDate(2023, 1, 1), QTime(0, 0, 0, 250), Qt::UTC));
+    EXPECT_EQ(bare.addedDate.secondsSinceReferenceDate, 694224000.25);
+    EXPECT_EQ(full.addedDate.toDateTime(), QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
+    const QList<PlaylistItem> items = {full, bare};
+
+    // Read: lower-case UUID text, unknown keys ignored, null optionals read as absent.
+    QString error;
+    const auto read = StoredJson::decodeItems(R"([
         {"id":"e621e1f8-c36c-495a-93fc-0c247a3e6e5f","filename":"beach.mp4",
-         "folderPath":"/home/me/Videos","isExcluded":true,"customOrder":3,"addedDate":0,
+         "folderPath":"/home/me/Videos","isExcluded":true,"customOrder":0,"addedDate":0,
          "duration":12.5,"width":1920,"height":1080,"colour":"blue"},
         {"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E60","filename":"city.mkv",
-         "folderPath":"/home/me/Videos","isExcluded":false,"addedDate":694224000.25}
-    ])";
-    QString error;
-    const auto items = StoredJson::decodeItems(json, &error);
-    ASSERT_TRUE(items) << error.toStdString();
-    ASSERT_EQ(items->size(), 2);
+         "folderPath":"/home/me/Videos","isExcluded":false,"addedDate":694224000.25,
+         "customOrder":null,"duration":null,"width":null,"height":null}
+    ])",
+                                              &error);
+    ASSERT_TRUE(read) << error.toStdString();
+    EXPECT_EQ(*read, items);
 
-    const PlaylistItem& first = items->at(0);
-    // Lower-case UUID text is read as well.
-    EXPECT_EQ(first.id, QUuid::fromString(QLatin1String(kItemId)));
-    EXPECT_EQ(first.filename, "beach.mp4");
-    EXPECT_EQ(first.folderPath, "/home/me/Videos");
-    EXPECT_TRUE(first.isExcluded);
-    EXPECT_EQ(first.customOrder, 3);
-    EXPECT_EQ(first.addedDate.toDateTime(), QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
-    EXPECT_EQ(first.duration, 12.5);
-    EXPECT_EQ(first.width, 1920);
-    EXPECT_EQ(first.height, 1080);
-
-    const PlaylistItem& second = items->at(1);
-    EXPECT_FALSE(second.isExcluded);
-    EXPECT_FALSE(second.customOrder);
-    EXPECT_FALSE(second.duration);
-    EXPECT_FALSE(second.width);
-    EXPECT_FALSE(second.height);
-    EXPECT_EQ(second.addedDate.toDateTime(),
-              QDateTime(QDate(2023, 1, 1), QTime(0, 0, 0, 250), Qt::UTC));
-    EXPECT_EQ(second.addedDate.secondsSinceReferenceDate, 694224000.25);
-}
-
-TEST(StoredJsonItems, WritesUpperCaseIdsSecondsAndLeavesOutAbsentValues) {
-    PlaylistItem full = item(QStringLiteral("beach.mp4"));
-    full.id = QUuid::fromString(QString::fromLatin1(kItemId).toLower());
-    full.isExcluded = true;
-    full.customOrder = 0;
-    full.addedDate = Timestamp::fromDateTime(QDateTime(QDate(2023, 1, 1), QTime(0, 0), Qt::UTC));
-    full.duration = 61.5;
-    full.width = 3840;
-    full.height = 2160;
-    PlaylistItem bare = item(QStringLiteral("city.mkv"));
-    bare.id = QUuid::fromString(QLatin1String("E621E1F8-C36C-495A-93FC-0C247A3E6E60"));
-
-    const auto json = StoredJson::encodeItems({full, bare});
+    // Written: compact, upper-case UUIDs, absent values left out; and back again unchanged.
+    const auto json = StoredJson::encodeItems(items);
     ASSERT_TRUE(json);
     EXPECT_FALSE(json->contains('\n')) << "no pretty printing";
-    const QJsonValue expected = parsed(R"([
+    EXPECT_EQ(parsed(*json), parsed(R"([
         {"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"beach.mp4",
-         "folderPath":"/videos","isExcluded":true,"customOrder":0,"addedDate":694224000,
-         "duration":61.5,"width":3840,"height":2160},
+         "folderPath":"/home/me/Videos","isExcluded":true,"customOrder":0,"addedDate":0,
+         "duration":12.5,"width":1920,"height":1080},
         {"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E60","filename":"city.mkv",
-         "folderPath":"/videos","isExcluded":false,"addedDate":100}
-    ])");
-    EXPECT_EQ(parsed(*json), expected) << json->toStdString();
-
-    // And back again, unchanged.
-    const auto decoded = StoredJson::decodeItems(*json);
-    ASSERT_TRUE(decoded);
-    EXPECT_EQ(*decoded, (QList<PlaylistItem>{full, bare}));
-}
-
-TEST(StoredJsonItems, NullOptionalsReadAsAbsentAndMissingRequiredKeysFail) {
-    const auto withNulls = StoredJson::decodeItems(
-        R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"a.mp4","folderPath":"/v",
-             "isExcluded":false,"addedDate":1,"customOrder":null,"duration":null,
-             "width":null,"height":null}])");
-    ASSERT_TRUE(withNulls);
-    EXPECT_FALSE(withNulls->at(0).customOrder);
-    EXPECT_FALSE(withNulls->at(0).duration);
-
-    const char* const broken[] = {
-        // isExcluded is required.
-        R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"a.mp4","folderPath":"/v",
-             "addedDate":1}])",
-        // addedDate is required.
-        R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"a.mp4","folderPath":"/v",
-             "isExcluded":false}])",
-        // Not a UUID.
-        R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","filename":"a.mp4",
-             "folderPath":"/v","isExcluded":false,"addedDate":1}])",
-        // A width that is not an integer.
-        R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"a.mp4","folderPath":"/v",
-             "isExcluded":false,"addedDate":1,"width":19.5}])",
-        // Not an array, and not JSON.
-        R"({"items":[]})",
-        "[{",
-    };
-    for (const char* json : broken) {
-        QString error;
-        EXPECT_FALSE(StoredJson::decodeItems(json, &error)) << json;
-        EXPECT_FALSE(error.isEmpty()) << json;
-    }
+         "folderPath":"/home/me/Videos","isExcluded":false,"addedDate":694224000.25}
+    ])"))
+        << json->toStdString();
+    EXPECT_EQ(StoredJson::decodeItems(*json), items);
 }
 
 TEST(StoredJsonItems, ANonFiniteDurationCannotBeWritten) {
-    for (double duration :
-         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+    for (double duration : {kNaN, kInfinity}) {
+        SCOPED_TRACE(duration);
         PlaylistItem unknown = item(QStringLiteral("a.mp4"));
         unknown.duration = duration;
         QString error;
@@ -164,29 +113,6 @@ TEST(StoredJsonItems, ANonFiniteDurationCannotBeWritten) {
 }
 
 // --- Text ------------------------------------------------------------------------------------
-
-// The same items as Qt's own JSON writer puts them, to check the two forms against each other.
-QByteArray writtenByQt(const QList<PlaylistItem>& items, QJsonDocument::JsonFormat format) {
-    QJsonArray array;
-    for (const PlaylistItem& entry : items) {
-        QJsonObject object{{"id", StoredJson::uuidText(entry.id)},
-                           {"filename", entry.filename},
-                           {"folderPath", entry.folderPath},
-                           {"isExcluded", entry.isExcluded},
-                           {"addedDate", entry.addedDate.secondsSinceReferenceDate}};
-        if (entry.customOrder)
-            object.insert(QStringLiteral("customOrder"), *entry.customOrder);
-        if (entry.duration)
-            object.insert(QStringLiteral("duration"), *entry.duration);
-        if (entry.width)
-            object.insert(QStringLiteral("width"), *entry.width);
-        if (entry.height)
-            object.insert(QStringLiteral("height"), *entry.height);
-        array.append(object);
-    }
-    return QJsonDocument(array).toJson(format);
-}
-
 QList<PlaylistItem> randomItems(int count) {
     // Plain text, JSON's special characters, controls, accents, other scripts and characters
     // beyond the basic plane.
@@ -237,17 +163,16 @@ TEST(StoredJsonText, AgreesWithQtsJsonReaderAndWriter) {
     const QList<PlaylistItem> items = randomItems(500);
     const auto ours = StoredJson::encodeItems(items);
     ASSERT_TRUE(ours);
-    // Our text is JSON that Qt reads as the same values.
+    EXPECT_EQ(StoredJson::decodeItems(*ours), items);
+    // Our text is JSON that Qt reads; Qt's text of the same values, compact or indented, reads
+    // back as the same items.
     QJsonParseError parseError;
     const QJsonDocument read = QJsonDocument::fromJson(*ours, &parseError);
     ASSERT_EQ(parseError.error, QJsonParseError::NoError)
         << parseError.errorString().toStdString() << " at " << parseError.offset;
-    EXPECT_EQ(read, QJsonDocument::fromJson(writtenByQt(items, QJsonDocument::Compact)));
-    EXPECT_EQ(StoredJson::decodeItems(*ours), items);
-    // And Qt's text, compact or indented, reads back as the same items.
     for (auto format : {QJsonDocument::Compact, QJsonDocument::Indented}) {
         QString error;
-        const auto decoded = StoredJson::decodeItems(writtenByQt(items, format), &error);
+        const auto decoded = StoredJson::decodeItems(read.toJson(format), &error);
         ASSERT_TRUE(decoded) << error.toStdString();
         EXPECT_EQ(*decoded, items);
     }
@@ -277,10 +202,11 @@ TEST(StoredJsonText, ReadsWhatOtherWritersMayProduce) {
     EXPECT_EQ(entry.customOrder, 2); // the last of a repeated member counts
 }
 
-TEST(StoredJsonText, RefusesMalformedText) {
-    const QByteArray item =
-        R"({"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename":"a","folderPath":"/v",)"
-        R"("isExcluded":false,"addedDate":)";
+TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {
+    const QByteArray id = R"("id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)";
+    const QByteArray item = "{" + id +
+                            R"("filename":"a","folderPath":"/v","isExcluded":false,)"
+                            R"("addedDate":)";
     const QByteArray broken[] = {
         "",
         "   ",
@@ -291,7 +217,7 @@ TEST(StoredJsonText, RefusesMalformedText) {
         "[,]",
         "nul",
         "[tru]",
-        "{\"a\":1}",
+        "{\"a\":1}",                               // not an array
         "[" + item + "01}]",                       // leading zero
         "[" + item + "-}]",                        // no digits
         "[" + item + "1.}]",                       // no fraction digits
@@ -311,19 +237,23 @@ TEST(StoredJsonText, RefusesMalformedText) {
         "[" + item + "1,\"x\":\"\xed\xa0\x80\"}]", // an encoded surrogate
         "[" + item + "1,\"x\":\"abc}]",            // unterminated string
         "[" + item + "1,\"x\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + "}]",
+        "[" + item + "1,\"width\":19.5}]", // a width that is not an integer
+        "[{" + id + R"("filename":"a","folderPath":"/v","addedDate":1}])",      // no isExcluded
+        "[{" + id + R"("filename":"a","folderPath":"/v","isExcluded":false}])", // no addedDate
+        R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","filename":"a","folderPath":"/v",)"
+        R"("isExcluded":false,"addedDate":1}])", // not a UUID as stored
     };
-    // The item itself is fine once complete.
+    // The item itself is fine once complete, also with moderate nesting in an unknown member.
     ASSERT_TRUE(StoredJson::decodeItems("[" + item + "1}]"));
+    EXPECT_TRUE(StoredJson::decodeItems("[" + item + "1,\"x\":" + QByteArray(100, '[') +
+                                        QByteArray(100, ']') + "}]"));
     for (const QByteArray& json : broken) {
+        SCOPED_TRACE(json.left(200).toStdString());
         QString error;
-        const auto items = StoredJson::decodeItems(json, &error);
-        EXPECT_FALSE(items) << json.left(200).toStdString();
+        EXPECT_FALSE(StoredJson::decodeItems(json, &error));
         EXPECT_TRUE(error.startsWith(QStringLiteral("The data couldn\u2019t be read")))
             << error.toStdString();
     }
-    // Moderate nesting inside an unknown member is read past.
-    EXPECT_TRUE(StoredJson::decodeItems("[" + item + "1,\"x\":" + QByteArray(100, '[') +
-                                        QByteArray(100, ']') + "}]"));
 }
 
 // --- Metadata cache ----------------------------------------------------------------------------
@@ -357,6 +287,15 @@ QByteArray libraryDocument(const char* sortOrder) {
            sortOrder + R"(,"createdDate":694224000,"modifiedDate":694224060.5,"pinned":true}])";
 }
 
+// The library document with one key of its playlist removed.
+QByteArray libraryDocumentWithout(const char* key) {
+    QJsonArray document = parsed(libraryDocument("3")).toArray();
+    QJsonObject object = document.at(0).toObject();
+    object.remove(QLatin1String(key));
+    document.replace(0, object);
+    return QJsonDocument(document).toJson();
+}
+
 TEST(StoredJsonLibrary, ReadsAndWritesTheDocument) {
     QString error;
     const auto playlists = StoredJson::decodePlaylists(libraryDocument("3"), &error);
@@ -377,33 +316,25 @@ TEST(StoredJsonLibrary, ReadsAndWritesTheDocument) {
     // Written back: the same document without the unknown key.
     const auto written = StoredJson::encodePlaylists(*playlists);
     ASSERT_TRUE(written);
-    QJsonArray expected = parsed(libraryDocument("3")).toArray();
-    QJsonObject object = expected.at(0).toObject();
-    object.remove(QStringLiteral("pinned"));
-    expected.replace(0, object);
-    EXPECT_EQ(parsed(*written), QJsonValue(expected)) << written->toStdString();
+    EXPECT_EQ(parsed(*written), parsed(libraryDocumentWithout("pinned"))) << written->toStdString();
     EXPECT_EQ(StoredJson::decodePlaylists(*written), playlists);
 }
 
 TEST(StoredJsonLibrary, AnUnknownSortOrderOrAMissingKeyMakesTheWholeDocumentUnreadable) {
     for (const char* order : {"0", "4"})
         EXPECT_TRUE(StoredJson::decodePlaylists(libraryDocument(order))) << order;
-    for (const char* order : {"5", "-1", "1.5", "\"name\""}) {
-        QString error;
-        EXPECT_FALSE(StoredJson::decodePlaylists(libraryDocument(order), &error)) << order;
-        EXPECT_FALSE(error.isEmpty());
-    }
+    QList<QByteArray> broken;
+    for (const char* order : {"5", "-1", "1.5", "\"name\""})
+        broken.append(libraryDocument(order));
     // A good playlist beside a bad one does not survive either.
-    const QByteArray good = libraryDocument("1");
-    const QByteArray bad = libraryDocument("7");
-    EXPECT_FALSE(StoredJson::decodePlaylists(good.chopped(1) + "," + bad.mid(1)));
-
-    for (const char* key : {"items", "shuffleEnabled", "createdDate", "modifiedDate", "name"}) {
-        QJsonArray document = parsed(libraryDocument("0")).toArray();
-        QJsonObject object = document.at(0).toObject();
-        object.remove(QLatin1String(key));
-        document.replace(0, object);
-        EXPECT_FALSE(StoredJson::decodePlaylists(QJsonDocument(document).toJson())) << key;
+    broken.append(libraryDocument("1").chopped(1) + "," + libraryDocument("7").mid(1));
+    for (const char* key : {"items", "shuffleEnabled", "createdDate", "modifiedDate", "name"})
+        broken.append(libraryDocumentWithout(key));
+    for (const QByteArray& json : broken) {
+        SCOPED_TRACE(json.toStdString());
+        QString error;
+        EXPECT_FALSE(StoredJson::decodePlaylists(json, &error));
+        EXPECT_FALSE(error.isEmpty());
     }
 }
 
@@ -433,10 +364,10 @@ TEST(PlaylistItemValues, DurationText) {
         entry.duration = duration;
         EXPECT_EQ(entry.durationText(), QString::fromLatin1(text)) << duration;
     }
-    entry.duration = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_FALSE(entry.durationText());
-    entry.duration = std::numeric_limits<double>::infinity();
-    EXPECT_FALSE(entry.durationText());
+    for (double unknown : {kNaN, kInfinity}) {
+        entry.duration = unknown;
+        EXPECT_FALSE(entry.durationText()) << unknown;
+    }
 }
 
 TEST(PlaylistItemValues, ResolutionAndAspectTexts) {
@@ -493,34 +424,55 @@ TEST(NamedPlaylistValues, CountsTotalsAndPlayableFiles) {
                            QUrl::fromLocalFile(QStringLiteral("/other/c.mp4"))}));
 }
 
-TEST(PlaylistSortOrderValues, CasesLabelsAndSymbols) {
+TEST(PlaylistSortOrderValues, StoredValuesLabelsAndSymbols) {
     const QStringList labels = {"Manual", "Name", "Duration", "Date Added", "Resolution"};
     const QStringList symbols = {"hand.draw", "textformat.abc", "clock", "calendar",
                                  "rectangle.expand.vertical"};
-    int value = 0;
-    for (PlaylistSortOrder order : PlaylistSortOrders::all) {
-        EXPECT_EQ(int(order), value);
+    ASSERT_EQ(std::size(PlaylistSortOrders::all), std::size_t(5));
+    for (int value = 0; value < 5; ++value) {
+        SCOPED_TRACE(value);
+        const PlaylistSortOrder order = PlaylistSortOrders::all[value];
         EXPECT_EQ(PlaylistSortOrders::fromValue(value), order);
         EXPECT_EQ(PlaylistSortOrders::label(order), labels.at(value));
         EXPECT_EQ(PlaylistSortOrders::symbol(order), symbols.at(value));
-        ++value;
     }
-    EXPECT_EQ(value, 5);
     EXPECT_FALSE(PlaylistSortOrders::fromValue(5));
     EXPECT_FALSE(PlaylistSortOrders::fromValue(-1));
 }
 
-TEST(PlaylistSortOrderValues, ManualOrderPutsCustomOrdersFirstAndKeepsTheRest) {
+TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrder) {
     QList<PlaylistItem> items;
     for (const char* name : {"a", "b", "c", "d", "e"})
         items.append(item(QString::fromLatin1(name)));
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Manual)),
-              names(items)); // no custom orders: the stored order
+    // No custom orders: the stored order.
+    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Manual)), names(items));
+    // Each order's key, set apart from the others' so that the rows stay independent.
     items[1].customOrder = 7;
     items[3].customOrder = 2;
     items[4].customOrder = 7;
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Manual)),
-              (QStringList{"d", "b", "e", "a", "c"}));
+    items[0].duration = 30.0;
+    items[1].duration = 10.0;
+    items[3].duration = 10.0;
+    items[0].addedDate = Timestamp{50.0};
+    items[1].addedDate = Timestamp{-10.0};
+    items[4].addedDate = Timestamp{50.0};
+    items[0].width = 1920;
+    items[0].height = 1080;
+    items[1].width = 3840;
+    items[1].height = 2160;
+    items[2].width = 4000; // no height: unknown size
+    items[3].width = 1080;
+    items[3].height = 1920;
+    const std::pair<PlaylistSortOrder, QStringList> cases[] = {
+        {PlaylistSortOrder::Manual, {"d", "b", "e", "a", "c"}}, // custom orders first
+        {PlaylistSortOrder::Duration, {"c", "e", "b", "d", "a"}},
+        {PlaylistSortOrder::DateAdded, {"b", "a", "e", "c", "d"}},
+        {PlaylistSortOrder::Resolution, {"b", "a", "d", "c", "e"}},
+    };
+    for (const auto& [order, expected] : cases) {
+        SCOPED_TRACE(PlaylistSortOrders::label(order).toStdString());
+        EXPECT_EQ(names(NamedPlaylist::sorted(items, order)), expected);
+    }
 }
 
 TEST(PlaylistSortOrderValues, NameOrderIsCaseInsensitiveAndLocaleAware) {
@@ -535,34 +487,6 @@ TEST(PlaylistSortOrderValues, NameOrderIsCaseInsensitiveAndLocaleAware) {
     // "apple" and "Apple" are equal here, so they keep their stored order; "é" sorts with "e".
     EXPECT_EQ(sorted, (QStringList{"apple.mp4", "Apple.mp4", "banana.mp4", "Cherry.mp4",
                                    QString::fromUtf8("\u00E9clair.mp4"), "fig.mp4"}));
-}
-
-TEST(PlaylistSortOrderValues, DurationDateAndResolutionOrders) {
-    QList<PlaylistItem> items;
-    for (const char* name : {"a", "b", "c", "d", "e"})
-        items.append(item(QString::fromLatin1(name)));
-    items[0].duration = 30.0;
-    items[1].duration = 10.0;
-    items[3].duration = 10.0;
-    // Unknown (c, e) first, equal durations in stored order.
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Duration)),
-              (QStringList{"c", "e", "b", "d", "a"}));
-
-    items[0].addedDate = Timestamp{50.0};
-    items[1].addedDate = Timestamp{-10.0};
-    items[4].addedDate = Timestamp{50.0};
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::DateAdded)),
-              (QStringList{"b", "a", "e", "c", "d"}));
-
-    items[0].width = 1920;
-    items[0].height = 1080;
-    items[1].width = 3840;
-    items[1].height = 2160;
-    items[2].width = 4000; // no height: unknown size
-    items[3].width = 1080;
-    items[3].height = 1920;
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Resolution)),
-              (QStringList{"b", "a", "d", "c", "e"}));
 }
 
 } // namespace
