@@ -7,8 +7,8 @@
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/MpvPlayer.h"
-#include "playback/MpvSoftwareRenderer.h"
 #include "playback/SyncManager.h"
+#include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
 
@@ -38,8 +38,8 @@ void logFrames(const AppDelegate& delegate) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Decided before the application object: no window may exist yet.
-    VideoSurface::useSoftwareRendering();
+    // Decided before the application object: OpenGL's shared contexts are set up with it.
+    VideoSurface::chooseRenderPath();
     // A widget application: the tray menu is a widget menu.
     QApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("orvanta"));

@@ -1,7 +1,7 @@
 #include "playback/MpvPlayer.h"
 
 #include "app/Logging.h"
-#include "playback/MpvSoftwareRenderer.h"
+#include "playback/VideoRenderer.h"
 
 #include <QDir>
 #include <QFile>
@@ -60,9 +60,9 @@ constexpr OptionSetting kOptions[] = {
     {"ao", "pipewire,pulse,alsa,null"},
 };
 
-// Drawing into memory for a surface: mpv's software renderer with the fast scaler (zimg's
-// exact one costs several times more and its "bgr0" output leaves alpha at 0). The surface's
-// geometry decides the aspect, so mpv fills whatever size it is given.
+// Drawing for a surface. In memory, mpv's software renderer uses the fast scaler (zimg's exact
+// one costs several times more and its "bgr0" output leaves alpha at 0); OpenGL ignores those.
+// The surface's geometry decides the aspect, so mpv fills whatever size it is given.
 constexpr OptionSetting kSurfaceOptions[] = {
     {"vo", "libmpv"},
     {"sws-allow-zimg", "no"},
@@ -110,9 +110,16 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
         for (const OptionSetting& option : kSurfaceOptions)
             mpv_set_option_string(m_mpv, option.name, option.value);
     }
-    // Frames drawn in memory would have to be copied back from a decoder's GPU memory.
-    const bool hardwareDecoding = output == VideoOutput::None && hardwareDecodingAvailable();
+    // Frames drawn in memory would have to be copied back from a decoder's GPU memory; OpenGL
+    // takes them where they are.
+    const bool hardwareDecoding =
+        (output == VideoOutput::None || VideoRenderer::path() == VideoRenderer::Path::OpenGL) &&
+        hardwareDecodingAvailable();
     mpv_set_option_string(m_mpv, "hwdec", hardwareDecoding ? "auto-safe" : "no");
+    // Without hardware decoding, OpenGL needs none of the decoders' interop (probing it loads
+    // and complains about every GPU vendor's library).
+    if (!hardwareDecoding)
+        mpv_set_option_string(m_mpv, "gpu-hwdec-interop", "no");
     if (mpv_initialize(m_mpv) < 0) {
         qCCritical(lcPlayback, "Cannot start an mpv player");
         mpv_terminate_destroy(m_mpv);
@@ -121,7 +128,7 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
     }
     // Before any load: a load without a render context fails ("No render context set").
     if (output == VideoOutput::Surface) {
-        m_renderer = new MpvSoftwareRenderer(m_mpv, this);
+        m_renderer = VideoRenderer::create(m_mpv, this);
         mpv_observe_property(m_mpv, kDisplayWidth, "dwidth", MPV_FORMAT_INT64);
         mpv_observe_property(m_mpv, kDisplayHeight, "dheight", MPV_FORMAT_INT64);
     }

@@ -11,7 +11,7 @@
 
 struct mpv_handle;
 struct mpv_event;
-class MpvSoftwareRenderer;
+class VideoRenderer;
 
 // A Player on one libmpv handle. The item is held open at its end (keep-open), so the last
 // frame stays; nothing advances by itself. mpv's events are read on the Qt event loop, woken
@@ -23,7 +23,8 @@ class MpvPlayer : public Player {
     Q_OBJECT
 
 public:
-    // None decodes without drawing; Surface draws into memory for video surfaces to show.
+    // None decodes without drawing; Surface draws, in memory or into OpenGL textures as the
+    // process's render path says, for video surfaces to show.
     enum class VideoOutput { None, Surface };
 
     explicit MpvPlayer(QObject* parent = nullptr);
@@ -34,7 +35,7 @@ public:
     mpv_handle* handle() const { return m_mpv; }
     VideoOutput videoOutput() const { return m_videoOutput; }
     // The renderer surfaces draw from; none without the Surface output.
-    MpvSoftwareRenderer* renderer() const { return m_renderer; }
+    VideoRenderer* renderer() const { return m_renderer; }
     // The current video's display size (aspect applied); empty before the first frame.
     QSize videoSize() const { return m_videoSize; }
 
@@ -92,7 +93,7 @@ private:
 
     mpv_handle* m_mpv = nullptr;
     VideoOutput m_videoOutput = VideoOutput::None;
-    MpvSoftwareRenderer* m_renderer = nullptr;
+    VideoRenderer* m_renderer = nullptr;
     QSize m_videoSize;
     std::atomic<bool> m_drainQueued{false};
 

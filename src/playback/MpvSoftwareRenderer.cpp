@@ -33,7 +33,7 @@ struct MpvSoftwareRenderer::Buffer {
 };
 
 MpvSoftwareRenderer::MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent)
-    : QObject(parent) {
+    : VideoRenderer(parent) {
     char apiType[] = MPV_RENDER_API_TYPE_SW;
     mpv_render_param params[] = {
         {MPV_RENDER_PARAM_API_TYPE, apiType},
@@ -87,18 +87,20 @@ void MpvSoftwareRenderer::removeClient(const void* client) {
     std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
 }
 
-QImage MpvSoftwareRenderer::latestFrame(quint64* serial) const {
+VideoRenderer::Frame MpvSoftwareRenderer::latestFrame() const {
     std::lock_guard lock(m_mutex);
-    if (serial)
-        *serial = m_readySerial;
+    Frame frame;
+    frame.serial = m_readySerial;
     if (!m_ready)
-        return {};
+        return frame;
     auto* holder = new std::shared_ptr<Buffer>(m_ready);
     const Buffer& buffer = **holder;
-    return QImage(
+    frame.size = buffer.size;
+    frame.image = QImage(
         static_cast<const uchar*>(buffer.data), buffer.size.width(), buffer.size.height(),
         qsizetype(buffer.stride), QImage::Format_RGB32,
         [](void* info) { delete static_cast<std::shared_ptr<Buffer>*>(info); }, holder);
+    return frame;
 }
 
 void MpvSoftwareRenderer::wake(bool force) {
@@ -175,24 +177,11 @@ void MpvSoftwareRenderer::run() {
         lock.lock();
         if (rc < 0 || skip) {
             if (skip)
-                ++m_skippedFrames;
+                countSkipped();
             continue;
         }
         m_ready = target;
         ++m_readySerial;
-        ++m_renderedFrames;
-        announce();
+        countRendered();
     }
-}
-
-void MpvSoftwareRenderer::announce() {
-    if (m_announced.exchange(true))
-        return;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_announced = false;
-            Q_EMIT frameReady();
-        },
-        Qt::QueuedConnection);
 }

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <QImage>
-#include <QObject>
-#include <QSize>
+#include "playback/VideoRenderer.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -19,13 +16,8 @@ struct mpv_render_context;
 // mpv's update callback only wakes the thread, which renders only when mpv says a new frame
 // exists, so a paused player costs nothing. Frames go into a small pool of 64-byte aligned
 // buffers: one being rendered, one ready, and those still held by the scene graph (a buffer is
-// reused only when nothing else holds it), so mpv and Qt never touch the same memory. Every
-// finished frame is announced by at most one queued frameReady() until it was taken.
-//
-// Several surfaces may show the same player (synchronized mode): each tells the size it wants;
-// the largest wins. With no visible surface, frames are skipped rather than drawn, which keeps
-// mpv's timing going without the cost of drawing.
-class MpvSoftwareRenderer : public QObject {
+// reused only when nothing else holds it), so mpv and Qt never touch the same memory.
+class MpvSoftwareRenderer : public VideoRenderer {
     Q_OBJECT
 
 public:
@@ -34,21 +26,13 @@ public:
     // Stops the thread and frees the render context (before the mpv handle goes).
     ~MpvSoftwareRenderer() override;
 
-    bool isValid() const { return m_context != nullptr; }
+    bool isValid() const override { return m_context != nullptr; }
 
-    // The size a surface wants, in device pixels; an empty size withdraws it (hidden surface).
-    void setTargetSize(const void* client, QSize size);
-    void removeClient(const void* client);
+    void setTargetSize(const void* client, QSize size) override;
+    void removeClient(const void* client) override;
 
-    // The newest finished frame (Format_RGB32 wrapping the buffer, not a copy); null before the
-    // first. The image keeps its buffer from being reused while it, or a copy of it, lives.
-    QImage latestFrame(quint64* serial = nullptr) const;
-
-    quint64 renderedFrames() const { return m_renderedFrames.load(); }
-    quint64 skippedFrames() const { return m_skippedFrames.load(); }
-
-Q_SIGNALS:
-    void frameReady();
+    // The image wraps the buffer and keeps it from being reused while it, or a copy, lives.
+    Frame latestFrame() const override;
 
 private:
     struct Buffer;
@@ -56,7 +40,6 @@ private:
     void run();
     void wake(bool force);
     std::shared_ptr<Buffer> freeBuffer(QSize size);
-    void announce();
 
     mpv_render_context* m_context = nullptr;
     std::thread m_thread;
@@ -70,8 +53,4 @@ private:
     std::vector<std::shared_ptr<Buffer>> m_pool;
     std::shared_ptr<Buffer> m_ready;
     quint64 m_readySerial = 0;
-
-    std::atomic<bool> m_announced{false};
-    std::atomic<quint64> m_renderedFrames{0};
-    std::atomic<quint64> m_skippedFrames{0};
 };

@@ -1,18 +1,21 @@
 #pragma once
 
+#include "playback/VideoRenderer.h"
+
 #include <QImage>
 #include <QPointer>
 #include <QQuickItem>
 #include <QSize>
+#include <QString>
 
 class MpvPlayer;
-class MpvSoftwareRenderer;
 class Player;
 
 // A Qt Quick item that shows one player's video, filling the item (the item's geometry decides
-// the aspect). It shows the frames mpv's software renderer draws for the player, wrapped
-// without copying, and stops asking for frames while it is hidden or fully transparent.
-// Several surfaces may show the same player. Players without a drawing output show black.
+// the aspect). It shows the frames the player's renderer draws, wrapped without copying (memory
+// on the software path, a shared texture on the OpenGL path), and stops asking for frames while
+// it is hidden or fully transparent. Several surfaces may show the same player. Players without
+// a drawing output show black.
 class VideoSurface : public QQuickItem {
     Q_OBJECT
     Q_PROPERTY(bool isDrawing READ isDrawing NOTIFY isDrawingChanged)
@@ -21,9 +24,23 @@ public:
     explicit VideoSurface(QQuickItem* parent = nullptr);
     ~VideoSurface() override;
 
-    // Chooses how every Qt Quick window draws: Qt Quick's software backend, the one mpv's
-    // software renderer feeds. Call before the first window exists.
-    static void useSoftwareRendering();
+    struct RenderPathChoice {
+        VideoRenderer::Path path = VideoRenderer::Path::Software;
+        // Why software was chosen; empty for OpenGL.
+        QString reason;
+        // The OpenGL renderer found, if any.
+        QString renderer;
+    };
+
+    // Chooses once, before the application object exists, how video and every Qt Quick window
+    // are drawn: OpenGL where it is a real GPU, else Qt Quick's software backend fed by mpv's
+    // software renderer. ORVANTA_RENDER_PATH=opengl|software overrides the probe. Logs the
+    // choice.
+    static VideoRenderer::Path chooseRenderPath();
+    // What chooseRenderPath() would choose now, without changing anything.
+    static RenderPathChoice probeRenderPath();
+    // Whether an OpenGL renderer string names a rasteriser running on the CPU.
+    static bool isSoftwareRasteriser(const QString& renderer);
 
     void setPlayer(Player* player);
     Player* player() const;
@@ -34,7 +51,9 @@ public:
     bool isDrawing() const { return m_isDrawing; }
     // Distinct frames put on screen so far, and the last of them.
     quint64 shownFrames() const { return m_shownFrames; }
-    QImage shownFrame() const { return m_shownFrame; }
+    // The last frame's image; null on the OpenGL path, where frames are textures.
+    QImage shownFrame() const { return m_shown.image; }
+    QSize shownFrameSize() const { return m_shown.size; }
 
 Q_SIGNALS:
     void isDrawingChanged(bool drawing);
@@ -47,15 +66,21 @@ protected:
     void itemChange(ItemChange change, const ItemChangeData& value) override;
 
 private:
+    // The renderer string of an OpenGL context of the display Qt will use; empty with the
+    // reason in failure where none can be made.
+    static QString openGLRenderer(QString* failure);
+
     void updateTarget();
 
     QPointer<MpvPlayer> m_player;
-    QPointer<MpvSoftwareRenderer> m_renderer;
+    QPointer<VideoRenderer> m_renderer;
     QMetaObject::Connection m_frameConnection;
+    QMetaObject::Connection m_rendererGoneConnection;
     QMetaObject::Connection m_sizeConnection;
     bool m_isDrawing = false;
     quint64 m_shownSerial = 0;
     quint64 m_shownFrames = 0;
-    QImage m_shownFrame;
+    // Keeps the shown frame's memory or texture from being drawn into.
+    VideoRenderer::Frame m_shown;
     bool m_nodeShowsFrame = false;
 };

@@ -55,7 +55,6 @@ private:
 class AppDelegateTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        VideoSurface::useSoftwareRendering();
         std::setlocale(LC_NUMERIC, "C");
         SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
         s_dir = std::make_unique<QTemporaryDir>();

@@ -9,10 +9,10 @@
 #include "playback/DesktopWindow.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/MpvPlayer.h"
-#include "playback/MpvSoftwareRenderer.h"
 #include "playback/ScreenIdentifier.h"
 #include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
+#include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
 
@@ -32,7 +32,6 @@ namespace {
 class DesktopWindowTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        VideoSurface::useSoftwareRendering();
         std::setlocale(LC_NUMERIC, "C");
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());

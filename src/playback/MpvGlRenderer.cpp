@@ -1,0 +1,275 @@
+#include "playback/MpvGlRenderer.h"
+
+#include "app/Logging.h"
+
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+
+#include <mpv/render_gl.h>
+
+#include <algorithm>
+
+namespace {
+
+void* procAddress(void* context, const char* name) {
+    return reinterpret_cast<void*>(static_cast<QOpenGLContext*>(context)->getProcAddress(name));
+}
+
+} // namespace
+
+// A texture of the pool and the framebuffer mpv draws into it through.
+struct MpvGlRenderer::Target {
+    GLuint texture = 0;
+    GLuint framebuffer = 0;
+    QSize size;
+
+    bool create(QOpenGLFunctions& gl, QSize textureSize) {
+        gl.glGenTextures(1, &texture);
+        gl.glBindTexture(GL_TEXTURE_2D, texture);
+        gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+        gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+        gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        gl.glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+        resize(gl, textureSize);
+        gl.glGenFramebuffers(1, &framebuffer);
+        gl.glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        gl.glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+        const bool complete =
+            gl.glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+        gl.glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        return complete;
+    }
+
+    void resize(QOpenGLFunctions& gl, QSize textureSize) {
+        gl.glBindTexture(GL_TEXTURE_2D, texture);
+        gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, textureSize.width(), textureSize.height(), 0,
+                        GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        gl.glBindTexture(GL_TEXTURE_2D, 0);
+        size = textureSize;
+    }
+
+    void destroy(QOpenGLFunctions& gl) {
+        gl.glDeleteFramebuffers(1, &framebuffer);
+        gl.glDeleteTextures(1, &texture);
+        framebuffer = 0;
+        texture = 0;
+    }
+};
+
+MpvGlRenderer::MpvGlRenderer(mpv_handle* mpv, QObject* parent)
+    : VideoRenderer(parent) {
+    QOpenGLContext* shared = QOpenGLContext::globalShareContext();
+    if (!shared) {
+        qCCritical(lcPlayback, "Cannot draw video with OpenGL: no context shared with windows");
+        return;
+    }
+    // Made here: an offscreen surface belongs to the GUI thread.
+    m_surface = std::make_unique<QOffscreenSurface>();
+    m_surface->setFormat(shared->format());
+    m_surface->create();
+    if (!m_surface->isValid()) {
+        qCCritical(lcPlayback, "Cannot draw video with OpenGL: no offscreen surface");
+        return;
+    }
+    m_thread = std::thread([this, mpv, display = x11Display()] { run(mpv, display); });
+    std::unique_lock lock(m_mutex);
+    m_wakeup.wait(lock, [this] { return m_started; });
+    lock.unlock();
+    if (!m_context) {
+        m_thread.join();
+        return;
+    }
+    // Called on mpv's threads, which must not be held up: only wake the renderer.
+    mpv_render_context_set_update_callback(
+        m_context, [](void* self) { static_cast<MpvGlRenderer*>(self)->wake(false); }, this);
+}
+
+MpvGlRenderer::~MpvGlRenderer() {
+    if (!m_context)
+        return;
+    mpv_render_context_set_update_callback(m_context, nullptr, nullptr);
+    {
+        std::lock_guard lock(m_mutex);
+        m_stop = true;
+    }
+    m_wakeup.notify_one();
+    m_thread.join();
+}
+
+void MpvGlRenderer::setTargetSize(const void* client, QSize size) {
+    std::lock_guard lock(m_mutex);
+    auto entry = std::find_if(m_clients.begin(), m_clients.end(),
+                              [client](const auto& known) { return known.first == client; });
+    if (entry != m_clients.end() && entry->second == size)
+        return;
+    if (entry != m_clients.end())
+        entry->second = size;
+    else
+        m_clients.emplace_back(client, size);
+    m_forceRender = !size.isEmpty();
+    m_pending = true;
+    m_wakeup.notify_one();
+}
+
+void MpvGlRenderer::removeClient(const void* client) {
+    std::lock_guard lock(m_mutex);
+    std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
+}
+
+VideoRenderer::Frame MpvGlRenderer::latestFrame() const {
+    std::lock_guard lock(m_mutex);
+    Frame frame;
+    frame.serial = m_readySerial;
+    if (!m_ready)
+        return frame;
+    frame.size = m_ready->size;
+    frame.texture = m_ready->texture;
+    frame.hold = m_ready;
+    return frame;
+}
+
+void MpvGlRenderer::wake(bool force) {
+    {
+        std::lock_guard lock(m_mutex);
+        m_pending = true;
+        m_forceRender = m_forceRender || force;
+    }
+    m_wakeup.notify_one();
+}
+
+std::shared_ptr<MpvGlRenderer::Target> MpvGlRenderer::freeTarget(QSize size) {
+    // Only the pool holding a target means no frame of it is alive.
+    std::shared_ptr<Target> spare;
+    for (const auto& target : m_pool) {
+        if (target == m_ready || target.use_count() != 1)
+            continue;
+        if (target->size == size)
+            return target;
+        spare = target;
+    }
+    if (spare)
+        return spare;
+    m_pool.push_back(std::make_shared<Target>());
+    return m_pool.back();
+}
+
+void MpvGlRenderer::run(mpv_handle* mpv, void* display) {
+    // Made on this thread, the only one that makes it current.
+    QOpenGLContext context;
+    context.setShareContext(QOpenGLContext::globalShareContext());
+    context.setFormat(m_surface->format());
+    mpv_render_context* renderContext = nullptr;
+    if (!context.create() || !context.makeCurrent(m_surface.get())) {
+        qCCritical(lcPlayback, "Cannot draw video with OpenGL: no context for the renderer");
+    } else {
+        char apiType[] = MPV_RENDER_API_TYPE_OPENGL;
+        mpv_opengl_init_params init{procAddress, &context};
+        std::vector<mpv_render_param> params = {
+            {MPV_RENDER_PARAM_API_TYPE, apiType},
+            {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &init},
+        };
+        // Lets hardware decoders hand their frames over without a copy through memory.
+        if (display)
+            params.push_back({MPV_RENDER_PARAM_X11_DISPLAY, display});
+        params.push_back({MPV_RENDER_PARAM_INVALID, nullptr});
+        const int rc = mpv_render_context_create(&renderContext, mpv, params.data());
+        if (rc < 0) {
+            qCCritical(lcPlayback, "Cannot create the video renderer: %s", mpv_error_string(rc));
+            renderContext = nullptr;
+        }
+    }
+    {
+        std::lock_guard lock(m_mutex);
+        m_context = renderContext;
+        m_started = true;
+    }
+    m_wakeup.notify_all();
+    if (!renderContext) {
+        context.doneCurrent();
+        return;
+    }
+
+    renderLoop(context);
+
+    // The render context and the textures go in the context they were made in.
+    mpv_render_context_free(renderContext);
+    QOpenGLFunctions& gl = *context.functions();
+    std::lock_guard lock(m_mutex);
+    m_ready.reset();
+    for (const auto& target : m_pool)
+        target->destroy(gl);
+    m_pool.clear();
+    context.doneCurrent();
+}
+
+void MpvGlRenderer::renderLoop(QOpenGLContext& context) {
+    QOpenGLFunctions& gl = *context.functions();
+    // Frames nobody shows are taken into this without being drawn.
+    Target scratch;
+    scratch.create(gl, QSize(16, 16));
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wakeup.wait(lock, [this] { return m_stop || m_pending; });
+        if (m_stop)
+            break;
+        m_pending = false;
+        const bool force = m_forceRender;
+        m_forceRender = false;
+        QSize size;
+        for (const auto& entry : m_clients) {
+            if (entry.second.width() * entry.second.height() > size.width() * size.height())
+                size = entry.second;
+        }
+        lock.unlock();
+
+        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
+        if (!newFrame && (!force || size.isEmpty())) {
+            lock.lock();
+            continue;
+        }
+        const bool skip = size.isEmpty();
+        std::shared_ptr<Target> target;
+        if (!skip) {
+            lock.lock();
+            target = freeTarget(size);
+            lock.unlock();
+            // Nothing else holds the target now: it may change outside the lock.
+            bool ready = true;
+            if (target->texture == 0)
+                ready = target->create(gl, size);
+            else if (target->size != size)
+                target->resize(gl, size);
+            if (!ready) {
+                qCCritical(lcPlayback, "Cannot draw video with OpenGL: incomplete framebuffer");
+                lock.lock();
+                continue;
+            }
+        }
+        const Target& drawn = skip ? scratch : *target;
+        // Unflipped, the image's top row is the texture's first, as Qt Quick samples textures.
+        mpv_opengl_fbo framebuffer{int(drawn.framebuffer), drawn.size.width(), drawn.size.height(),
+                                   GL_RGBA8};
+        int skipRendering = skip ? 1 : 0;
+        mpv_render_param params[] = {
+            {MPV_RENDER_PARAM_OPENGL_FBO, &framebuffer},
+            {MPV_RENDER_PARAM_SKIP_RENDERING, &skipRendering},
+            {MPV_RENDER_PARAM_INVALID, nullptr},
+        };
+        const int rc = mpv_render_context_render(m_context, params);
+        // Other contexts see a texture's new content only once it is complete.
+        if (rc >= 0 && !skip)
+            gl.glFinish();
+        lock.lock();
+        if (rc < 0 || skip) {
+            if (skip)
+                countSkipped();
+            continue;
+        }
+        m_ready = target;
+        ++m_readySerial;
+        countRendered();
+    }
+    lock.unlock();
+    scratch.destroy(gl);
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QImage>
+#include <QObject>
+#include <QSize>
+
+#include <atomic>
+#include <memory>
+
+struct mpv_handle;
+
+// Draws one mpv player for the video surfaces that show it, on a thread of its own: into memory
+// (software path) or into OpenGL textures (OpenGL path). The path is chosen once per process,
+// before the first window exists.
+//
+// Several surfaces may show the same player (synchronized mode): each tells the size it wants;
+// the largest wins. With no visible surface, frames are skipped rather than drawn, which keeps
+// mpv's timing going without the cost of drawing. Every finished frame is announced by at most
+// one queued frameReady() until it was taken.
+class VideoRenderer : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Path { Software, OpenGL };
+
+    // A finished frame. While any copy of it lives, the renderer does not draw into its memory
+    // or texture.
+    struct Frame {
+        quint64 serial = 0;
+        QSize size;
+        // Software path: the frame's memory as Format_RGB32, not a copy.
+        QImage image;
+        // OpenGL path: a texture of the context group shared with Qt Quick's windows.
+        uint texture = 0;
+        std::shared_ptr<const void> hold;
+
+        bool isNull() const { return image.isNull() && texture == 0; }
+    };
+
+    // The drawing path of this process; software until chosen otherwise.
+    static Path path();
+    static void setPath(Path path);
+    // A renderer of the chosen path. Call right after mpv_initialize, before anything is loaded:
+    // a load without a render context fails.
+    static VideoRenderer* create(mpv_handle* mpv, QObject* parent = nullptr);
+
+    explicit VideoRenderer(QObject* parent = nullptr);
+    ~VideoRenderer() override;
+
+    virtual bool isValid() const = 0;
+
+    // The size a surface wants, in device pixels; an empty size withdraws it (hidden surface).
+    virtual void setTargetSize(const void* client, QSize size) = 0;
+    virtual void removeClient(const void* client) = 0;
+
+    // The newest finished frame; null before the first.
+    virtual Frame latestFrame() const = 0;
+
+    quint64 renderedFrames() const { return m_renderedFrames.load(); }
+    quint64 skippedFrames() const { return m_skippedFrames.load(); }
+
+Q_SIGNALS:
+    void frameReady();
+
+protected:
+    // Called on the render thread after each drawn or skipped frame.
+    void countRendered();
+    void countSkipped() { ++m_skippedFrames; }
+
+private:
+    std::atomic<bool> m_announced{false};
+    std::atomic<quint64> m_renderedFrames{0};
+    std::atomic<quint64> m_skippedFrames{0};
+};
