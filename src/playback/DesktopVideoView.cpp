@@ -1,5 +1,6 @@
 #include "playback/DesktopVideoView.h"
 
+#include "app/Logging.h"
 #include "app/Preferences.h"
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
@@ -7,9 +8,16 @@
 #include <QEasingCurve>
 #include <QPropertyAnimation>
 
+#include <algorithm>
+
 namespace {
 
 const QString kVideoScaling = QStringLiteral("videoScaling");
+// Start-up is measured up to this line, so it is written once per process.
+bool s_firstFrameLogged = false;
+// Longer than a frame of any common frame rate (24 fps and up), so playing videos pace a
+// dissolve by their frames alone.
+constexpr int kDissolveTickMs = 50;
 
 } // namespace
 
@@ -18,12 +26,9 @@ DesktopVideoView::DesktopVideoView(QQuickItem* parent)
     // Cropped video must not spill over the window's edge.
     setClip(true);
     m_fadeTimer.setSingleShot(true);
-    connect(&m_fadeTimer, &QTimer::timeout, this, [this] {
-        if (auto finish = std::exchange(m_finish, {})) {
-            finish();
-            Q_EMIT transitionFinished();
-        }
-    });
+    m_dissolveTick.setInterval(kDissolveTickMs);
+    connect(&m_dissolveTick, &QTimer::timeout, this, &DesktopVideoView::stepDissolve);
+    connect(&m_fadeTimer, &QTimer::timeout, this, &DesktopVideoView::finishTransition);
     m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
     m_scalingObserver =
         Preferences::standard().observe(kVideoScaling, this, [this](const QVariant&) {
@@ -70,8 +75,18 @@ void DesktopVideoView::setPlayers(Player* playerA, Player* playerB) {
     m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
     m_surfaceB = new VideoSurface(this);
     m_surfaceA = new VideoSurface(this);
-    for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()})
+    for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()}) {
         connect(surface, &VideoSurface::videoSizeChanged, this, &DesktopVideoView::layoutSurfaces);
+        if (!s_firstFrameLogged) {
+            connect(
+                surface, &VideoSurface::frameShown, this,
+                [] {
+                    if (!std::exchange(s_firstFrameLogged, true))
+                        qCInfo(lcPlayback, "First video frame on screen");
+                },
+                Qt::SingleShotConnection);
+        }
+    }
     m_surfaceA->setPlayer(playerA);
     m_surfaceB->setPlayer(playerB);
     m_surfaceA->setZ(1);
@@ -126,30 +141,49 @@ void DesktopVideoView::transition(bool toPlayerA) {
     // Cross dissolve: the incoming surface rises above the outgoing one and fades in over it.
     // The outgoing one stays opaque beneath until the incoming one covers it, so the picture
     // keeps its brightness through the middle of the dissolve.
+    qCDebug(lcPlayback, "Cross dissolve over %d ms", milliseconds);
     incoming->setZ(1);
     outgoing->setZ(0);
+    // Both videos move, each at its own pace: the picture is composed once per incoming frame
+    // with the outgoing one's newest, rather than again for every frame of either and every
+    // step of an animation. A video without frames for a while (paused, or of a low frame
+    // rate) is stepped by the tick instead.
+    outgoing->setRepaintsOnNewFrame(false);
+    m_dissolveClock.start();
+    m_dissolveMilliseconds = milliseconds;
+    m_dissolveFrames = connect(incoming, &VideoSurface::newFrame, this, [this] {
+        stepDissolve();
+        m_dissolveTick.start();
+    });
     m_finish = [incoming, outgoing] {
         if (incoming)
             incoming->setOpacity(1.0);
-        if (outgoing)
+        if (outgoing) {
             outgoing->setOpacity(0.0);
-    };
-    m_animation = new QPropertyAnimation(incoming, "opacity", this);
-    m_animation->setDuration(milliseconds);
-    m_animation->setEndValue(1.0);
-    m_animation->setEasingCurve(QEasingCurve::InOutQuad);
-    connect(m_animation, &QPropertyAnimation::finished, this, [this] {
-        if (auto finish = std::exchange(m_finish, {})) {
-            finish();
-            Q_EMIT transitionFinished();
+            outgoing->setRepaintsOnNewFrame(true);
         }
-    });
-    connect(m_animation, &QObject::destroyed, this, [this] { m_animation = nullptr; });
-    m_animation->start(QAbstractAnimation::DeleteWhenStopped);
+    };
+    m_fadeTimer.start(milliseconds);
+    stepDissolve();
+    m_dissolveTick.start();
+}
+
+void DesktopVideoView::stepDissolve() {
+    VideoSurface* incoming = m_isPlayerAActive ? m_surfaceA : m_surfaceB;
+    VideoSurface* outgoing = m_isPlayerAActive ? m_surfaceB : m_surfaceA;
+    if (!incoming || !outgoing)
+        return;
+    const qreal progress =
+        std::min(1.0, qreal(m_dissolveClock.elapsed()) / std::max(1, m_dissolveMilliseconds));
+    // Never quite 0 once started: a fully transparent surface stops drawing.
+    incoming->setOpacity(std::max(0.001, m_dissolveEasing.valueForProgress(progress)));
+    outgoing->update();
 }
 
 void DesktopVideoView::finishTransition() {
     m_fadeTimer.stop();
+    m_dissolveTick.stop();
+    disconnect(m_dissolveFrames);
     if (m_animation) {
         QPropertyAnimation* animation = std::exchange(m_animation, nullptr);
         animation->disconnect(this);

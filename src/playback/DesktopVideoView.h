@@ -2,6 +2,8 @@
 
 #include "playback/VideoSurface.h"
 
+#include <QEasingCurve>
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QQuickItem>
 #include <QTimer>
@@ -54,6 +56,7 @@ private:
     void setScaling(Scaling scaling);
     // Jumps a running switch to its end state.
     void finishTransition();
+    void stepDissolve();
 
     QPointer<VideoSurface> m_surfaceA;
     QPointer<VideoSurface> m_surfaceB;
@@ -61,6 +64,11 @@ private:
     Scaling m_scaling = Scaling::Fill;
     QPropertyAnimation* m_animation = nullptr;
     QTimer m_fadeTimer;
+    QTimer m_dissolveTick;
+    QElapsedTimer m_dissolveClock;
+    int m_dissolveMilliseconds = 0;
+    QEasingCurve m_dissolveEasing{QEasingCurve::InOutQuad};
+    QMetaObject::Connection m_dissolveFrames;
     // The end state of the running switch; empty when none runs.
     std::function<void()> m_finish;
     QMetaObject::Connection m_scalingObserver;

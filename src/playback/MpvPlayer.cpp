@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
+#include <QThread>
 
 #include <mpv/client.h>
 
@@ -110,6 +111,11 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
         for (const OptionSetting& option : kSurfaceOptions)
             mpv_set_option_string(m_mpv, option.name, option.value);
     }
+    // Each decoding thread holds frames of its own, and a background shares the machine with
+    // the user's work: half the cores, at most four, decode.
+    const QByteArray decoderThreads =
+        QByteArray::number(std::clamp(QThread::idealThreadCount() / 2, 1, 4));
+    mpv_set_option_string(m_mpv, "vd-lavc-threads", decoderThreads.constData());
     // Frames drawn in memory would have to be copied back from a decoder's GPU memory; OpenGL
     // takes them where they are.
     const bool hardwareDecoding =

@@ -88,8 +88,11 @@ void VideoSurface::setPlayer(Player* player) {
     if (m_renderer) {
         // One update per announced frame: the renderer coalesces its announcements.
         m_frameConnection = connect(m_renderer, &VideoRenderer::frameReady, this, [this] {
-            if (m_isDrawing)
+            if (!m_isDrawing)
+                return;
+            if (m_repaintsOnNewFrame)
                 update();
+            Q_EMIT newFrame();
         });
         // Its textures go with it: the node lets go of them before the next frame is drawn.
         m_rendererGoneConnection =

@@ -49,6 +49,10 @@ public:
 
     // Visible and not fully transparent: frames are drawn for it.
     bool isDrawing() const { return m_isDrawing; }
+    // Whether a new frame repaints the surface at once (the default). A view that paces the
+    // painting itself turns this off and calls update() when it wants the newest frame shown.
+    void setRepaintsOnNewFrame(bool repaints) { m_repaintsOnNewFrame = repaints; }
+
     // Distinct frames put on screen so far, and the last of them.
     quint64 shownFrames() const { return m_shownFrames; }
     // The last frame's image; null on the OpenGL path, where frames are textures.
@@ -59,6 +63,8 @@ Q_SIGNALS:
     void isDrawingChanged(bool drawing);
     void videoSizeChanged(QSize size);
     void frameShown();
+    // The player has a new frame for this surface (while it is drawing).
+    void newFrame();
 
 protected:
     QSGNode* updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data) override;
@@ -83,4 +89,5 @@ private:
     // Keeps the shown frame's memory or texture from being drawn into.
     VideoRenderer::Frame m_shown;
     bool m_nodeShowsFrame = false;
+    bool m_repaintsOnNewFrame = true;
 };

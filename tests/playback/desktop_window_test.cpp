@@ -21,8 +21,15 @@
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QtGui/qguiapplication_platform.h>
 
 #include <gtest/gtest.h>
+
+// Xlib comes after Qt: its macros clash with Qt's names.
+#include <X11/Xlib.h>
+#include <X11/extensions/shape.h>
+
+#include <algorithm>
 
 #include <clocale>
 #include <memory>
@@ -79,6 +86,28 @@ bool isRed(const QColor& colour) {
 }
 bool isBlue(const QColor& colour) {
     return colour.blue() > 200 && colour.red() < 60 && colour.green() < 60;
+}
+
+// Both clips' colours at once: the middle of a dissolve from one to the other.
+bool isMixed(const QColor& colour) {
+    return colour.red() > 60 && colour.blue() > 60;
+}
+bool isDark(const QColor& colour) {
+    return colour.red() < 40 && colour.green() < 40 && colour.blue() < 40;
+}
+
+// The rectangles of a window's input region, as the X server has it; -1 when unreadable.
+int inputRectangleCount(WId window) {
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11 || !x11->display())
+        return -1;
+    int count = -1;
+    int ordering = 0;
+    XRectangle* rectangles =
+        XShapeGetRectangles(x11->display(), window, ShapeInput, &count, &ordering);
+    if (rectangles)
+        XFree(rectangles);
+    return count;
 }
 
 QString xprop(WId window, const char* property) {
@@ -198,6 +227,8 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
         EXPECT_EQ(controller->playerManager()->screenId(),
                   ScreenIdentifier::forScreen(controller->screen()));
         EXPECT_TRUE(window->flags().testFlag(Qt::WindowTransparentForInput));
+        // Clicks go through to whatever lies below: the input region is empty.
+        EXPECT_EQ(inputRectangleCount(window->winId()), 0);
         EXPECT_TRUE(window->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
         EXPECT_EQ(xprop(window->winId(), "_NET_WM_WINDOW_TYPE"),
                   QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DESKTOP"));
@@ -264,8 +295,19 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         const auto incomingWatch =
             QObject::connect(incoming, &QQuickItem::opacityChanged, incoming,
                              [&] { incomingOpacities.append(incoming->opacity()); });
+        // What the desktop shows in the middle of the screen, all through the transition.
+        QList<QColor> shown;
+        const QPoint centre = controller.screen()->geometry().center();
+        // From a settled picture: the previous transition's last paint may still be on its way.
+        ASSERT_TRUE(testutil::waitUntil([&] {
+            const QColor colour = desktopPixel(centre);
+            return isRed(colour) || isBlue(colour);
+        }));
         manager->nextVideo();
-        ASSERT_TRUE(testutil::waitUntil([&] { return finished.count() > before; }));
+        ASSERT_TRUE(testutil::waitUntil([&] {
+            shown.append(desktopPixel(centre));
+            return finished.count() > before;
+        }));
         QObject::disconnect(outgoingWatch);
         QObject::disconnect(incomingWatch);
         EXPECT_EQ(view->isPlayerAActive(), toA);
@@ -274,19 +316,26 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         EXPECT_EQ(outgoing->opacity(), 0.0);
         EXPECT_TRUE(incoming->isDrawing());
         EXPECT_FALSE(outgoing->isDrawing()) << "a transparent surface draws nothing";
+        const bool anyMixed = std::any_of(shown.begin(), shown.end(), isMixed);
         switch (type) {
-        case 0: // a cut: no intermediate opacity
+        case 0: // a cut: no intermediate opacity, no intermediate colour
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
+            EXPECT_FALSE(anyMixed);
             break;
         case 1: // through black: the incoming surface appears only after the outgoing one left
             EXPECT_GT(outgoingOpacities.size(), 2);
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
+            EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), isDark));
+            EXPECT_FALSE(anyMixed);
             break;
         default: // dissolve: the incoming one rises above and fades in over an opaque one
             EXPECT_GT(incoming->z(), outgoing->z());
             EXPECT_GT(incomingOpacities.size(), 2);
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
+            // Red and blue at once, and never darker than either on the way.
+            EXPECT_TRUE(anyMixed);
+            EXPECT_FALSE(std::any_of(shown.begin(), shown.end(), isDark));
             break;
         }
     }

@@ -1,0 +1,198 @@
+// Start-up and memory of the whole program under the harness's X server (two 1920x1080
+// monitors, no GPU), with a library of 1,000 clips in 10 folders:
+//  1. from process start to the first video frame on screen, median of 5 starts (the first
+//     start builds the library, the others read it);
+//  2. resident memory after 60 s of playback on both monitors, each with its own queue.
+// The clips are ten distinct 2 s 1080p30 H.264 clips, each hard-linked ten times per folder.
+//
+// Usage: startup_bench [WORK_DIR]   (runs itself inside scripts/harness)
+
+#include "app/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+
+#include "BenchUtil.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QUrl>
+
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr int kFolders = 10;
+constexpr int kClipsPerFolder = 100;
+constexpr int kDistinctClips = 10;
+constexpr int kStarts = 5;
+constexpr int kPlaybackSeconds = 60;
+
+bool makeLibrary(const QString& work) {
+    const QString sources = work + QStringLiteral("/sources");
+    QDir().mkpath(sources);
+    for (int clip = 0; clip < kDistinctClips; ++clip) {
+        const QString path = sources + QStringLiteral("/clip-%1.mp4").arg(clip);
+        if (QFile::exists(path))
+            continue;
+        // A different test pattern phase per clip, so no two clips are the same file.
+        if (!benchutil::runQuietly(
+                {QStringLiteral("ffmpeg"), QStringLiteral("-v"), QStringLiteral("error"),
+                 QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                 QStringLiteral("-i"),
+                 QStringLiteral("testsrc2=size=1920x1080:rate=30:duration=2,hue=h=%1")
+                     .arg(clip * 36),
+                 QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
+                 QStringLiteral("veryfast"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
+                 path}))
+            return false;
+    }
+    for (int folder = 0; folder < kFolders; ++folder) {
+        const QString dir = work + QStringLiteral("/library/folder-%1").arg(folder);
+        QDir().mkpath(dir);
+        for (int i = 0; i < kClipsPerFolder; ++i) {
+            const QString link = dir + QStringLiteral("/video-%1.mp4").arg(i, 3, 10, QChar(u'0'));
+            const QString target = sources + QStringLiteral("/clip-%1.mp4").arg(i % kDistinctClips);
+            if (!QFile::exists(link) &&
+                ::link(QFile::encodeName(target).constData(), QFile::encodeName(link).constData()))
+                return false;
+        }
+    }
+    return true;
+}
+
+// The program's store, as it finds it on a first start: only the folders are chosen.
+bool chooseFolders(const QString& work) {
+    const QString store =
+        qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/orvanta/preferences.sqlite3");
+    QFile::remove(store);
+    Preferences preferences(store);
+    FolderBookmarkManager folders(preferences);
+    for (int folder = 0; folder < kFolders; ++folder) {
+        const QString dir = work + QStringLiteral("/library/folder-%1").arg(folder);
+        if (!folders.addFolder(QUrl::fromLocalFile(dir)))
+            return false;
+    }
+    return true;
+}
+
+class Orvanta {
+public:
+    Orvanta() { m_process.setProcessChannelMode(QProcess::MergedChannels); }
+    ~Orvanta() { quit(); }
+
+    bool start() {
+        m_timer.start();
+        m_process.start(QStringLiteral(ORVANTA_BIN), {});
+        return m_process.waitForStarted();
+    }
+    // Milliseconds since start() when the line appeared; negative if the program ended first.
+    double waitForLine(const QByteArray& line) {
+        while (!m_output.contains(line)) {
+            if (m_process.state() != QProcess::Running)
+                return -1.0;
+            m_process.waitForReadyRead(1000);
+            m_output += m_process.readAll();
+        }
+        return double(m_timer.nsecsElapsed()) / 1e6;
+    }
+    // Keeps reading the log (a full pipe would stall the program) for a while.
+    void runFor(int seconds) {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < seconds * 1000LL && m_process.state() == QProcess::Running) {
+            m_process.waitForReadyRead(500);
+            m_output += m_process.readAll();
+        }
+    }
+    qint64 pid() const { return m_process.processId(); }
+    void quit() {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        ::kill(pid_t(m_process.processId()), SIGTERM);
+        if (!m_process.waitForFinished(30000))
+            m_process.kill();
+        m_process.waitForFinished();
+    }
+    const QByteArray& output() const { return m_output; }
+
+private:
+    QProcess m_process;
+    QElapsedTimer m_timer;
+    QByteArray m_output;
+};
+
+// A field of /proc/PID/status in kB, 0 when absent.
+qint64 statusKilobytes(qint64 pid, const QByteArray& field) {
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(field + ':'))
+            return line.mid(field.size() + 1).trimmed().split(' ').value(0).toLongLong();
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (qEnvironmentVariable("ORVANTA_HARNESS") != QStringLiteral("1")) {
+        const QByteArray harness = ORVANTA_SOURCE_DIR "/scripts/harness";
+        std::vector<char*> arguments{const_cast<char*>(harness.constData())};
+        for (int i = 0; i < argc; ++i)
+            arguments.push_back(argv[i]);
+        arguments.push_back(nullptr);
+        ::execv(harness.constData(), arguments.data());
+        std::perror("startup_bench: cannot start the harness");
+        return 1;
+    }
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    const QString work = arguments.size() > 1 ? arguments.at(1)
+                                              : qEnvironmentVariable("ORVANTA_HARNESS_ROOT") +
+                                                    QStringLiteral("/startup");
+    if (!makeLibrary(work)) {
+        std::fprintf(stderr, "startup_bench: cannot make the clips (is ffmpeg installed?)\n");
+        return 1;
+    }
+    if (!chooseFolders(work)) {
+        std::fprintf(stderr, "startup_bench: cannot choose the folders\n");
+        return 1;
+    }
+
+    std::printf("%d clips in %d folders, two 1920x1080 monitors (Xvfb, no GPU)\n",
+                kFolders * kClipsPerFolder, kFolders);
+    std::vector<double> starts;
+    for (int run = 0; run < kStarts; ++run) {
+        Orvanta orvanta;
+        if (!orvanta.start())
+            return 1;
+        const double ms = orvanta.waitForLine("First video frame on screen");
+        if (ms < 0) {
+            std::fprintf(stderr, "startup_bench: no frame shown:\n%s\n",
+                         orvanta.output().constData());
+            return 1;
+        }
+        std::printf("  start %d: first frame after %7.1f ms%s\n", run + 1, ms,
+                    run == 0 ? "  (builds the library)" : "");
+        starts.push_back(ms);
+    }
+    std::printf("start to first frame, median of %d   %7.1f ms  (goal <= 1000 ms)\n", kStarts,
+                benchutil::median(starts));
+
+    Orvanta orvanta;
+    if (!orvanta.start() || orvanta.waitForLine("First video frame on screen") < 0)
+        return 1;
+    orvanta.runFor(kPlaybackSeconds);
+    const qint64 rss = statusKilobytes(orvanta.pid(), "VmRSS");
+    const qint64 peak = statusKilobytes(orvanta.pid(), "VmHWM");
+    std::printf("resident memory after %d s on two monitors  %7.1f MiB  (peak %.1f MiB, goal "
+                "<= 200 MB)\n",
+                kPlaybackSeconds, double(rss) / 1024.0, double(peak) / 1024.0);
+    return rss > 0 ? 0 : 1;
+}
