@@ -4,6 +4,8 @@
 
 #include <mpv/render.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 
 namespace {
@@ -63,28 +65,60 @@ MpvSoftwareRenderer::~MpvSoftwareRenderer() {
     mpv_render_context_free(m_context);
 }
 
+namespace {
+
+// How long a surface that comes into view waits for its first frame before it is painted.
+constexpr auto kFirstFrameWait = std::chrono::milliseconds(100);
+
+} // namespace
+
+bool MpvSoftwareRenderer::anyClientVisible() const {
+    return std::any_of(m_clients.begin(), m_clients.end(),
+                       [](const auto& entry) { return !entry.second.isEmpty(); });
+}
+
 void MpvSoftwareRenderer::setTargetSize(const void* client, QSize size) {
-    std::lock_guard lock(m_mutex);
-    for (auto& entry : m_clients) {
-        if (entry.first == client) {
-            if (entry.second == size)
-                return;
-            entry.second = size;
-            m_forceRender = !size.isEmpty();
-            m_pending = true;
-            m_wakeup.notify_one();
-            return;
-        }
+    std::unique_lock lock(m_mutex);
+    const bool wasVisible = anyClientVisible();
+    auto entry = std::find_if(m_clients.begin(), m_clients.end(), [client](const auto& candidate) {
+        return candidate.first == client;
+    });
+    if (entry == m_clients.end()) {
+        m_clients.emplace_back(client, size);
+    } else if (entry->second == size) {
+        return;
+    } else {
+        entry->second = size;
     }
-    m_clients.emplace_back(client, size);
     m_forceRender = !size.isEmpty();
     m_pending = true;
     m_wakeup.notify_one();
+    if (!anyClientVisible()) {
+        releaseHiddenBuffers();
+        return;
+    }
+    // Coming into view, the ready frame may be from an earlier video (frames are not drawn
+    // while nobody shows them): the current one is drawn before the surface is painted.
+    if (!wasVisible && m_context) {
+        const quint64 before = m_readySerial;
+        m_rendered.wait_for(lock, kFirstFrameWait,
+                            [this, before] { return m_stop || m_readySerial != before; });
+    }
 }
 
 void MpvSoftwareRenderer::removeClient(const void* client) {
     std::lock_guard lock(m_mutex);
     std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
+    if (!anyClientVisible())
+        releaseHiddenBuffers();
+}
+
+void MpvSoftwareRenderer::releaseHiddenBuffers() {
+    // A hidden player keeps no frames: the next one shown is drawn afresh. Buffers still held
+    // by a surface's picture go when the picture lets go of them.
+    m_ready.reset();
+    std::erase_if(m_pool,
+                  [](const std::shared_ptr<Buffer>& buffer) { return buffer.use_count() == 1; });
 }
 
 VideoRenderer::Frame MpvSoftwareRenderer::latestFrame() const {
@@ -182,6 +216,7 @@ void MpvSoftwareRenderer::run() {
         }
         m_ready = target;
         ++m_readySerial;
+        m_rendered.notify_all();
         countRendered();
     }
 }

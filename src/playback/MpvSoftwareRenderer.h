@@ -16,7 +16,9 @@ struct mpv_render_context;
 // mpv's update callback only wakes the thread, which renders only when mpv says a new frame
 // exists, so a paused player costs nothing. Frames go into a small pool of 64-byte aligned
 // buffers: one being rendered, one ready, and those still held by the scene graph (a buffer is
-// reused only when nothing else holds it), so mpv and Qt never touch the same memory.
+// reused only when nothing else holds it), so mpv and Qt never touch the same memory. A player
+// nobody shows keeps no frames; when a surface brings it into view, its current frame is drawn
+// before the surface is painted, so an earlier video's last frame never shows.
 class MpvSoftwareRenderer : public VideoRenderer {
     Q_OBJECT
 
@@ -40,12 +42,15 @@ private:
     void run();
     void wake(bool force);
     std::shared_ptr<Buffer> freeBuffer(QSize size);
+    bool anyClientVisible() const;
+    void releaseHiddenBuffers();
 
     mpv_render_context* m_context = nullptr;
     std::thread m_thread;
 
     mutable std::mutex m_mutex;
     std::condition_variable m_wakeup;
+    std::condition_variable m_rendered;
     bool m_stop = false;
     bool m_pending = false;
     bool m_forceRender = false;
