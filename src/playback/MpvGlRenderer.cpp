@@ -89,32 +89,13 @@ MpvGlRenderer::~MpvGlRenderer() {
     if (!m_context)
         return;
     mpv_render_context_set_update_callback(m_context, nullptr, nullptr);
-    {
-        std::lock_guard lock(m_mutex);
-        m_stop = true;
-    }
-    m_wakeup.notify_one();
+    requestStop();
     m_thread.join();
 }
 
-void MpvGlRenderer::setTargetSize(const void* client, QSize size) {
-    std::lock_guard lock(m_mutex);
-    auto entry = std::find_if(m_clients.begin(), m_clients.end(),
-                              [client](const auto& known) { return known.first == client; });
-    if (entry != m_clients.end() && entry->second == size)
-        return;
-    if (entry != m_clients.end())
-        entry->second = size;
-    else
-        m_clients.emplace_back(client, size);
-    m_forceRender = !size.isEmpty();
-    m_pending = true;
-    m_wakeup.notify_one();
-}
-
-void MpvGlRenderer::removeClient(const void* client) {
-    std::lock_guard lock(m_mutex);
-    std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
+void MpvGlRenderer::releaseHiddenFrames() {
+    // Textures go only on the render thread, in their context; the pool keeps them for later.
+    m_ready.reset();
 }
 
 VideoRenderer::Frame MpvGlRenderer::latestFrame() const {
@@ -127,15 +108,6 @@ VideoRenderer::Frame MpvGlRenderer::latestFrame() const {
     frame.texture = m_ready->texture;
     frame.hold = m_ready;
     return frame;
-}
-
-void MpvGlRenderer::wake(bool force) {
-    {
-        std::lock_guard lock(m_mutex);
-        m_pending = true;
-        m_forceRender = m_forceRender || force;
-    }
-    m_wakeup.notify_one();
 }
 
 std::shared_ptr<MpvGlRenderer::Target> MpvGlRenderer::freeTarget(QSize size) {
@@ -209,18 +181,9 @@ void MpvGlRenderer::renderLoop(QOpenGLContext& context) {
     Target scratch;
     scratch.create(gl, QSize(16, 16));
     std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_wakeup.wait(lock, [this] { return m_stop || m_pending; });
-        if (m_stop)
-            break;
-        m_pending = false;
-        const bool force = m_forceRender;
-        m_forceRender = false;
-        QSize size;
-        for (const auto& entry : m_clients) {
-            if (entry.second.width() * entry.second.height() > size.width() * size.height())
-                size = entry.second;
-        }
+    QSize size;
+    bool force = false;
+    while (waitForWork(lock, &size, &force)) {
         lock.unlock();
 
         const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
@@ -267,8 +230,7 @@ void MpvGlRenderer::renderLoop(QOpenGLContext& context) {
             continue;
         }
         m_ready = target;
-        ++m_readySerial;
-        countRendered();
+        frameDrawn();
     }
     lock.unlock();
     scratch.destroy(gl);

@@ -2,9 +2,7 @@
 
 #include "playback/VideoRenderer.h"
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -34,9 +32,6 @@ public:
 
     bool isValid() const override { return m_context != nullptr; }
 
-    void setTargetSize(const void* client, QSize size) override;
-    void removeClient(const void* client) override;
-
     // The texture stays out of the renderer's reach while the frame, or a copy, lives.
     Frame latestFrame() const override;
 
@@ -48,21 +43,14 @@ private:
 
     void run(mpv_handle* mpv, void* display);
     void renderLoop(QOpenGLContext& context);
-    void wake(bool force);
     std::shared_ptr<Target> freeTarget(QSize size);
+    void releaseHiddenFrames() override;
 
     std::unique_ptr<QOffscreenSurface> m_surface;
     mpv_render_context* m_context = nullptr;
     std::thread m_thread;
 
-    mutable std::mutex m_mutex;
-    std::condition_variable m_wakeup;
     bool m_started = false;
-    bool m_stop = false;
-    bool m_pending = false;
-    bool m_forceRender = false;
-    std::vector<std::pair<const void*, QSize>> m_clients;
     std::vector<std::shared_ptr<Target>> m_pool;
     std::shared_ptr<Target> m_ready;
-    quint64 m_readySerial = 0;
 };

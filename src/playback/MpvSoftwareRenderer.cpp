@@ -4,8 +4,6 @@
 
 #include <mpv/render.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 
 namespace {
@@ -56,66 +54,13 @@ MpvSoftwareRenderer::MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent)
 MpvSoftwareRenderer::~MpvSoftwareRenderer() {
     if (!m_context)
         return;
-    {
-        std::lock_guard lock(m_mutex);
-        m_stop = true;
-    }
-    m_wakeup.notify_one();
+    requestStop();
     m_thread.join();
     mpv_render_context_free(m_context);
 }
 
-namespace {
-
-// How long a surface that comes into view waits for its first frame before it is painted.
-constexpr auto kFirstFrameWait = std::chrono::milliseconds(100);
-
-} // namespace
-
-bool MpvSoftwareRenderer::anyClientVisible() const {
-    return std::any_of(m_clients.begin(), m_clients.end(),
-                       [](const auto& entry) { return !entry.second.isEmpty(); });
-}
-
-void MpvSoftwareRenderer::setTargetSize(const void* client, QSize size) {
-    std::unique_lock lock(m_mutex);
-    const bool wasVisible = anyClientVisible();
-    auto entry = std::find_if(m_clients.begin(), m_clients.end(), [client](const auto& candidate) {
-        return candidate.first == client;
-    });
-    if (entry == m_clients.end()) {
-        m_clients.emplace_back(client, size);
-    } else if (entry->second == size) {
-        return;
-    } else {
-        entry->second = size;
-    }
-    m_forceRender = !size.isEmpty();
-    m_pending = true;
-    m_wakeup.notify_one();
-    if (!anyClientVisible()) {
-        releaseHiddenBuffers();
-        return;
-    }
-    // Coming into view, the ready frame may be from an earlier video (frames are not drawn
-    // while nobody shows them): the current one is drawn before the surface is painted.
-    if (!wasVisible && m_context) {
-        const quint64 before = m_readySerial;
-        m_rendered.wait_for(lock, kFirstFrameWait,
-                            [this, before] { return m_stop || m_readySerial != before; });
-    }
-}
-
-void MpvSoftwareRenderer::removeClient(const void* client) {
-    std::lock_guard lock(m_mutex);
-    std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
-    if (!anyClientVisible())
-        releaseHiddenBuffers();
-}
-
-void MpvSoftwareRenderer::releaseHiddenBuffers() {
-    // A hidden player keeps no frames: the next one shown is drawn afresh. Buffers still held
-    // by a surface's picture go when the picture lets go of them.
+void MpvSoftwareRenderer::releaseHiddenFrames() {
+    // Buffers still held by a surface's picture go when the picture lets go of them.
     m_ready.reset();
     std::erase_if(m_pool,
                   [](const std::shared_ptr<Buffer>& buffer) { return buffer.use_count() == 1; });
@@ -135,15 +80,6 @@ VideoRenderer::Frame MpvSoftwareRenderer::latestFrame() const {
         qsizetype(buffer.stride), QImage::Format_RGB32,
         [](void* info) { delete static_cast<std::shared_ptr<Buffer>*>(info); }, holder);
     return frame;
-}
-
-void MpvSoftwareRenderer::wake(bool force) {
-    {
-        std::lock_guard lock(m_mutex);
-        m_pending = true;
-        m_forceRender = m_forceRender || force;
-    }
-    m_wakeup.notify_one();
 }
 
 std::shared_ptr<MpvSoftwareRenderer::Buffer> MpvSoftwareRenderer::freeBuffer(QSize size) {
@@ -168,18 +104,9 @@ void MpvSoftwareRenderer::run() {
     // Frames nobody shows are taken into this without being drawn.
     Buffer scratch(QSize(16, 16));
     std::unique_lock lock(m_mutex);
-    for (;;) {
-        m_wakeup.wait(lock, [this] { return m_stop || m_pending; });
-        if (m_stop)
-            return;
-        m_pending = false;
-        const bool force = m_forceRender;
-        m_forceRender = false;
-        QSize size;
-        for (const auto& entry : m_clients) {
-            if (entry.second.width() * entry.second.height() > size.width() * size.height())
-                size = entry.second;
-        }
+    QSize size;
+    bool force = false;
+    while (waitForWork(lock, &size, &force)) {
         lock.unlock();
 
         const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
@@ -215,8 +142,6 @@ void MpvSoftwareRenderer::run() {
             continue;
         }
         m_ready = target;
-        ++m_readySerial;
-        m_rendered.notify_all();
-        countRendered();
+        frameDrawn();
     }
 }

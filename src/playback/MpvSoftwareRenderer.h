@@ -2,9 +2,7 @@
 
 #include "playback/VideoRenderer.h"
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -17,8 +15,7 @@ struct mpv_render_context;
 // exists, so a paused player costs nothing. Frames go into a small pool of 64-byte aligned
 // buffers: one being rendered, one ready, and those still held by the scene graph (a buffer is
 // reused only when nothing else holds it), so mpv and Qt never touch the same memory. A player
-// nobody shows keeps no frames; when a surface brings it into view, its current frame is drawn
-// before the surface is painted, so an earlier video's last frame never shows.
+// nobody shows keeps no buffers.
 class MpvSoftwareRenderer : public VideoRenderer {
     Q_OBJECT
 
@@ -30,32 +27,18 @@ public:
 
     bool isValid() const override { return m_context != nullptr; }
 
-    void setTargetSize(const void* client, QSize size) override;
-    void removeClient(const void* client) override;
-
-    // The image wraps the buffer and keeps it from being reused while it, or a copy, lives.
     Frame latestFrame() const override;
 
 private:
     struct Buffer;
 
     void run();
-    void wake(bool force);
     std::shared_ptr<Buffer> freeBuffer(QSize size);
-    bool anyClientVisible() const;
-    void releaseHiddenBuffers();
+    void releaseHiddenFrames() override;
 
     mpv_render_context* m_context = nullptr;
     std::thread m_thread;
 
-    mutable std::mutex m_mutex;
-    std::condition_variable m_wakeup;
-    std::condition_variable m_rendered;
-    bool m_stop = false;
-    bool m_pending = false;
-    bool m_forceRender = false;
-    std::vector<std::pair<const void*, QSize>> m_clients;
     std::vector<std::shared_ptr<Buffer>> m_pool;
     std::shared_ptr<Buffer> m_ready;
-    quint64 m_readySerial = 0;
 };

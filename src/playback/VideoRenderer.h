@@ -5,7 +5,10 @@
 #include <QSize>
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 struct mpv_handle;
 
@@ -15,8 +18,10 @@ struct mpv_handle;
 //
 // Several surfaces may show the same player (synchronized mode): each tells the size it wants;
 // the largest wins. With no visible surface, frames are skipped rather than drawn, which keeps
-// mpv's timing going without the cost of drawing. Every finished frame is announced by at most
-// one queued frameReady() until it was taken.
+// mpv's timing going without the cost of drawing, and the ready frame is let go. When a surface
+// brings the player into view, its current frame is drawn before the surface is painted, so the
+// last frame of an earlier video never shows. Every finished frame is announced by at most one
+// queued frameReady() until it was taken.
 class VideoRenderer : public QObject {
     Q_OBJECT
 
@@ -50,8 +55,8 @@ public:
     virtual bool isValid() const = 0;
 
     // The size a surface wants, in device pixels; an empty size withdraws it (hidden surface).
-    virtual void setTargetSize(const void* client, QSize size) = 0;
-    virtual void removeClient(const void* client) = 0;
+    void setTargetSize(const void* client, QSize size);
+    void removeClient(const void* client);
 
     // The newest finished frame; null before the first.
     virtual Frame latestFrame() const = 0;
@@ -63,11 +68,34 @@ Q_SIGNALS:
     void frameReady();
 
 protected:
-    // Called on the render thread after each drawn or skipped frame.
-    void countRendered();
+    // Any thread: mpv has something new; force draws the current frame even without one.
+    void wake(bool force);
+    // Render thread, with the lock held: waits for work and tells the size to draw at (empty
+    // while nobody shows the player) and whether to draw without a new frame. False once the
+    // renderer stops.
+    bool waitForWork(std::unique_lock<std::mutex>& lock, QSize* size, bool* force);
+    // Ends waitForWork() for good; the derived class then joins its thread.
+    void requestStop();
+    // Render thread, with the lock held: a drawn frame became the ready one.
+    void frameDrawn();
     void countSkipped() { ++m_skippedFrames; }
+    // With the lock held: nobody shows the player any more.
+    virtual void releaseHiddenFrames() = 0;
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_wakeup;
+    // Counts ready frames; guarded by m_mutex.
+    quint64 m_readySerial = 0;
 
 private:
+    bool anyClientVisible() const;
+    void announce();
+
+    std::condition_variable m_frameDrawn;
+    bool m_stop = false;
+    bool m_pending = false;
+    bool m_forceRender = false;
+    std::vector<std::pair<const void*, QSize>> m_clients;
     std::atomic<bool> m_announced{false};
     std::atomic<quint64> m_renderedFrames{0};
     std::atomic<quint64> m_skippedFrames{0};

@@ -16,6 +16,7 @@
 #include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
 
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QScreen>
@@ -43,7 +44,7 @@ protected:
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());
         // 16:9 clips of solid colours, long enough to stay on screen while they are checked.
-        for (const char* colour : {"red", "blue"}) {
+        for (const char* colour : {"red", "lime", "blue"}) {
             testutil::ClipSpec clip;
             clip.seconds = 4.0;
             clip.size = QStringLiteral("320x180");
@@ -81,16 +82,28 @@ protected:
 
 std::unique_ptr<QTemporaryDir> DesktopWindowTest::s_dir;
 
-bool isRed(const QColor& colour) {
-    return colour.red() > 200 && colour.green() < 60 && colour.blue() < 60;
+// The clips are red, lime and blue: each lights one channel of its own.
+const QStringList kClipColours{QStringLiteral("red"), QStringLiteral("lime"),
+                               QStringLiteral("blue")};
+
+int channel(const QColor& colour, qsizetype index) {
+    return index == 0 ? colour.red() : index == 1 ? colour.green() : colour.blue();
 }
-bool isBlue(const QColor& colour) {
-    return colour.blue() > 200 && colour.red() < 60 && colour.green() < 60;
+
+// The clip whose colour the desktop shows; empty for anything else.
+QString clipColour(const QColor& colour) {
+    for (qsizetype i = 0; i < kClipColours.size(); ++i) {
+        if (channel(colour, i) > 200 && channel(colour, (i + 1) % 3) < 60 &&
+            channel(colour, (i + 2) % 3) < 60)
+            return kClipColours.at(i);
+    }
+    return {};
 }
 
 // Both clips' colours at once: the middle of a dissolve from one to the other.
-bool isMixed(const QColor& colour) {
-    return colour.red() > 60 && colour.blue() > 60;
+bool isMixed(const QColor& colour, const QString& first, const QString& second) {
+    return channel(colour, kClipColours.indexOf(first)) > 60 &&
+           channel(colour, kClipColours.indexOf(second)) > 60;
 }
 bool isDark(const QColor& colour) {
     return colour.red() < 40 && colour.green() < 40 && colour.blue() < 40;
@@ -260,12 +273,10 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
         const QPoint centre = controller->screen()->geometry().center();
         ASSERT_TRUE(testutil::waitUntil([&] {
             const QColor colour = desktopPixel(centre);
-            return isRed(colour) || isBlue(colour);
+            return !clipColour(colour).isEmpty();
         })) << desktopPixel(centre).name().toStdString();
         const QUrl url = controller->playerManager()->currentVideoURL();
-        const QColor colour = desktopPixel(centre);
-        EXPECT_TRUE(url.fileName() == QStringLiteral("red.mp4") ? isRed(colour) : isBlue(colour))
-            << url.fileName().toStdString() << " " << colour.name().toStdString();
+        EXPECT_EQ(clipColour(desktopPixel(centre)), QFileInfo(url.path()).completeBaseName());
     }
 }
 
@@ -299,11 +310,12 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         QList<QColor> shown;
         const QPoint centre = controller.screen()->geometry().center();
         // From a settled picture: the previous transition's last paint may still be on its way.
-        ASSERT_TRUE(testutil::waitUntil([&] {
-            const QColor colour = desktopPixel(centre);
-            return isRed(colour) || isBlue(colour);
-        }));
+        ASSERT_TRUE(
+            testutil::waitUntil([&] { return !clipColour(desktopPixel(centre)).isEmpty(); }));
+        const QString from = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
         manager->nextVideo();
+        const QString to = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
+        ASSERT_NE(from, to);
         ASSERT_TRUE(testutil::waitUntil([&] {
             shown.append(desktopPixel(centre));
             return finished.count() > before;
@@ -316,7 +328,15 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         EXPECT_EQ(outgoing->opacity(), 0.0);
         EXPECT_TRUE(incoming->isDrawing());
         EXPECT_FALSE(outgoing->isDrawing()) << "a transparent surface draws nothing";
-        const bool anyMixed = std::any_of(shown.begin(), shown.end(), isMixed);
+        const auto mixed = [&](const QColor& colour) {
+            return isMixed(colour, from, to);
+        };
+        const bool anyMixed = std::any_of(shown.begin(), shown.end(), mixed);
+        // Only the two videos' colours, never the third clip's: a player brought into view
+        // shows its new video at once, not the last frame of the one it played before.
+        const qsizetype third = 3 - kClipColours.indexOf(from) - kClipColours.indexOf(to);
+        for (const QColor& colour : shown)
+            EXPECT_LT(channel(colour, third), 60) << colour.name().toStdString();
         switch (type) {
         case 0: // a cut: no intermediate opacity, no intermediate colour
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
@@ -333,7 +353,7 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
             EXPECT_GT(incoming->z(), outgoing->z());
             EXPECT_GT(incomingOpacities.size(), 2);
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
-            // Red and blue at once, and never darker than either on the way.
+            // Both colours at once, and never darker than either on the way.
             EXPECT_TRUE(anyMixed);
             EXPECT_FALSE(std::any_of(shown.begin(), shown.end(), isDark));
             break;
@@ -381,7 +401,7 @@ TEST_F(DesktopWindowTest, SyncModeDrawsOneManagersPlayersOnEveryScreen) {
     EXPECT_GT(player->renderer()->renderedFrames(), 0u);
     const QColor left = desktopPixel({960, 540});
     ASSERT_TRUE(testutil::waitUntil([&] { return desktopPixel({2880, 540}) == left; }));
-    EXPECT_TRUE(isRed(left) || isBlue(left)) << left.name().toStdString();
+    EXPECT_FALSE(clipColour(left).isEmpty()) << left.name().toStdString();
 
     // Closing one window leaves the shared manager playing.
     controllers.pop_back();
