@@ -80,9 +80,7 @@ MpvGlRenderer::MpvGlRenderer(mpv_handle* mpv, QObject* parent)
         m_thread.join();
         return;
     }
-    // Called on mpv's threads, which must not be held up: only wake the renderer.
-    mpv_render_context_set_update_callback(
-        m_context, [](void* self) { static_cast<MpvGlRenderer*>(self)->wake(false); }, this);
+    listenForFrames();
 }
 
 MpvGlRenderer::~MpvGlRenderer() {
@@ -182,21 +180,11 @@ void MpvGlRenderer::renderLoop(QOpenGLContext& context) {
     scratch.create(gl, QSize(16, 16));
     std::unique_lock lock(m_mutex);
     QSize size;
-    bool force = false;
-    while (waitForWork(lock, &size, &force)) {
-        lock.unlock();
-
-        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
-        if (!newFrame && (!force || size.isEmpty())) {
-            lock.lock();
-            continue;
-        }
+    while (waitForFrame(lock, &size)) {
         const bool skip = size.isEmpty();
-        std::shared_ptr<Target> target;
+        std::shared_ptr<Target> target = skip ? nullptr : freeTarget(size);
+        lock.unlock();
         if (!skip) {
-            lock.lock();
-            target = freeTarget(size);
-            lock.unlock();
             // Nothing else holds the target now: it may change outside the lock.
             bool ready = true;
             if (target->texture == 0)

@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-struct mpv_render_context;
 class QOffscreenSurface;
 class QOpenGLContext;
 
@@ -30,8 +29,6 @@ public:
     // context (before the mpv handle goes).
     ~MpvGlRenderer() override;
 
-    bool isValid() const override { return m_context != nullptr; }
-
     // The texture stays out of the renderer's reach while the frame, or a copy, lives.
     Frame latestFrame() const override;
 
@@ -47,7 +44,6 @@ private:
     void releaseHiddenFrames() override;
 
     std::unique_ptr<QOffscreenSurface> m_surface;
-    mpv_render_context* m_context = nullptr;
     std::thread m_thread;
 
     bool m_started = false;

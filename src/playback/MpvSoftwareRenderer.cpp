@@ -45,9 +45,7 @@ MpvSoftwareRenderer::MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent)
         m_context = nullptr;
         return;
     }
-    // Called on mpv's threads, which must not be held up: only wake the renderer.
-    mpv_render_context_set_update_callback(
-        m_context, [](void* self) { static_cast<MpvSoftwareRenderer*>(self)->wake(false); }, this);
+    listenForFrames();
     m_thread = std::thread([this] { run(); });
 }
 
@@ -105,22 +103,10 @@ void MpvSoftwareRenderer::run() {
     Buffer scratch(QSize(16, 16));
     std::unique_lock lock(m_mutex);
     QSize size;
-    bool force = false;
-    while (waitForWork(lock, &size, &force)) {
-        lock.unlock();
-
-        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
-        if (!newFrame && (!force || size.isEmpty())) {
-            lock.lock();
-            continue;
-        }
+    while (waitForFrame(lock, &size)) {
         const bool skip = size.isEmpty();
-        std::shared_ptr<Buffer> target;
-        if (!skip) {
-            lock.lock();
-            target = freeBuffer(size);
-            lock.unlock();
-        }
+        std::shared_ptr<Buffer> target = skip ? nullptr : freeBuffer(size);
+        lock.unlock();
         Buffer& buffer = skip ? scratch : *target;
         int renderSize[2] = {buffer.size.width(), buffer.size.height()};
         char format[] = "bgra";

@@ -7,7 +7,6 @@
 #include <vector>
 
 struct mpv_handle;
-struct mpv_render_context;
 
 // Draws one mpv player into memory with mpv's software renderer, on a thread of its own.
 //
@@ -25,8 +24,6 @@ public:
     // Stops the thread and frees the render context (before the mpv handle goes).
     ~MpvSoftwareRenderer() override;
 
-    bool isValid() const override { return m_context != nullptr; }
-
     Frame latestFrame() const override;
 
 private:
@@ -36,7 +33,6 @@ private:
     std::shared_ptr<Buffer> freeBuffer(QSize size);
     void releaseHiddenFrames() override;
 
-    mpv_render_context* m_context = nullptr;
     std::thread m_thread;
 
     std::vector<std::shared_ptr<Buffer>> m_pool;

@@ -3,6 +3,8 @@
 #include "playback/MpvGlRenderer.h"
 #include "playback/MpvSoftwareRenderer.h"
 
+#include <mpv/render.h>
+
 #include <algorithm>
 #include <chrono>
 
@@ -72,6 +74,24 @@ void VideoRenderer::removeClient(const void* client) {
     std::erase_if(m_clients, [client](const auto& entry) { return entry.first == client; });
     if (!anyClientVisible())
         releaseHiddenFrames();
+}
+
+void VideoRenderer::listenForFrames() {
+    // Called on mpv's threads, which must not be held up: only wake the render thread.
+    mpv_render_context_set_update_callback(
+        m_context, [](void* self) { static_cast<VideoRenderer*>(self)->wake(false); }, this);
+}
+
+bool VideoRenderer::waitForFrame(std::unique_lock<std::mutex>& lock, QSize* size) {
+    bool force = false;
+    while (waitForWork(lock, size, &force)) {
+        lock.unlock();
+        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
+        lock.lock();
+        if (newFrame || (force && !size->isEmpty()))
+            return true;
+    }
+    return false;
 }
 
 void VideoRenderer::wake(bool force) {

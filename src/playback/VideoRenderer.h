@@ -11,6 +11,7 @@
 #include <vector>
 
 struct mpv_handle;
+struct mpv_render_context;
 
 // Draws one mpv player for the video surfaces that show it, on a thread of its own: into memory
 // (software path) or into OpenGL textures (OpenGL path). The path is chosen once per process,
@@ -52,7 +53,7 @@ public:
     explicit VideoRenderer(QObject* parent = nullptr);
     ~VideoRenderer() override;
 
-    virtual bool isValid() const = 0;
+    bool isValid() const { return m_context != nullptr; }
 
     // The size a surface wants, in device pixels; an empty size withdraws it (hidden surface).
     void setTargetSize(const void* client, QSize size);
@@ -68,13 +69,14 @@ Q_SIGNALS:
     void frameReady();
 
 protected:
-    // Any thread: mpv has something new; force draws the current frame even without one.
-    void wake(bool force);
-    // Render thread, with the lock held: waits for work and tells the size to draw at (empty
-    // while nobody shows the player) and whether to draw without a new frame. False once the
-    // renderer stops.
-    bool waitForWork(std::unique_lock<std::mutex>& lock, QSize* size, bool* force);
-    // Ends waitForWork() for good; the derived class then joins its thread.
+    // Wakes the render thread whenever mpv has something new; call once m_context exists.
+    void listenForFrames();
+    // Render thread, with the lock held, and held again on return: waits until mpv has a new
+    // frame, or the current one must be drawn for a surface coming into view. size tells what
+    // to draw at; empty means nobody shows the player, and the frame is to be skipped. False
+    // once the renderer stops.
+    bool waitForFrame(std::unique_lock<std::mutex>& lock, QSize* size);
+    // Ends waitForFrame() for good; the derived class then joins its thread.
     void requestStop();
     // Render thread, with the lock held: a drawn frame became the ready one.
     void frameDrawn();
@@ -82,12 +84,15 @@ protected:
     // With the lock held: nobody shows the player any more.
     virtual void releaseHiddenFrames() = 0;
 
+    mpv_render_context* m_context = nullptr;
     mutable std::mutex m_mutex;
     std::condition_variable m_wakeup;
     // Counts ready frames; guarded by m_mutex.
     quint64 m_readySerial = 0;
 
 private:
+    void wake(bool force);
+    bool waitForWork(std::unique_lock<std::mutex>& lock, QSize* size, bool* force);
     bool anyClientVisible() const;
     void announce();
 
