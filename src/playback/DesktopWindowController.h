@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QScreen>
 #include <QString>
 
 #include <memory>

@@ -45,13 +45,10 @@ protected:
         ASSERT_TRUE(s_dir->isValid());
         // 16:9 clips of solid colours, long enough to stay on screen while they are checked.
         for (const char* colour : {"red", "lime", "blue"}) {
-            testutil::ClipSpec clip;
-            clip.seconds = 4.0;
-            clip.size = QStringLiteral("320x180");
-            clip.source = QStringLiteral("color=c=%1").arg(QString::fromUtf8(colour));
-            ASSERT_TRUE(testutil::encodeClip(
-                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QString::fromUtf8(colour))),
-                clip));
+            const QString name = QString::fromUtf8(colour);
+            ASSERT_TRUE(
+                testutil::encodeClip(s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(name)),
+                                     testutil::solidColourClip(name, 4.0)));
         }
     }
     static void TearDownTestSuite() { s_dir.reset(); }
@@ -227,11 +224,7 @@ TEST(DesktopVideoView, ScalingPlacesTheVideoInTheArea) {
 }
 
 TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
-    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
-    for (QScreen* screen : QGuiApplication::screens()) {
-        controllers.push_back(std::make_unique<DesktopWindowController>(screen));
-        controllers.back()->showWindow();
-    }
+    const auto controllers = testutil::showDesktopWindows();
     for (const auto& controller : controllers) {
         DesktopWindow* window = controller->window();
         ASSERT_TRUE(testutil::waitUntil([window] { return window->isExposed(); }));
@@ -382,11 +375,7 @@ TEST_F(DesktopWindowTest, SyncModeDrawsOneManagersPlayersOnEveryScreen) {
     sync.setSyncEnabled(true);
     VideoPlayerManager* shared = sync.sharedPlayerManager(true);
     ASSERT_NE(shared, nullptr);
-    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
-    for (QScreen* screen : QGuiApplication::screens()) {
-        controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
-        controllers.back()->showWindow();
-    }
+    auto controllers = testutil::showDesktopWindows(shared);
     shared->play();
     for (const auto& controller : controllers) {
         EXPECT_FALSE(controller->ownsPlayerManager());

@@ -146,13 +146,10 @@ protected:
         ASSERT_TRUE(s_dir->isValid());
         // 16:9 clips of solid colours, long enough that none ends while it is checked.
         for (const char* colour : {"red", "blue"}) {
-            testutil::ClipSpec clip;
-            clip.seconds = 12.0;
-            clip.size = QStringLiteral("320x180");
-            clip.source = QStringLiteral("color=c=%1").arg(QString::fromUtf8(colour));
-            ASSERT_TRUE(testutil::encodeClip(
-                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QString::fromUtf8(colour))),
-                clip));
+            const QString name = QString::fromUtf8(colour);
+            ASSERT_TRUE(
+                testutil::encodeClip(s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(name)),
+                                     testutil::solidColourClip(name, 12.0)));
         }
         // Blue above red: which way up the picture arrives.
         testutil::ClipSpec split;
@@ -286,11 +283,7 @@ TEST_F(OpenGLRenderPathTest, TwoWindowsShowOnePlayersTextures) {
     sync.setSyncEnabled(true);
     VideoPlayerManager* shared = sync.sharedPlayerManager(true);
     ASSERT_NE(shared, nullptr);
-    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
-    for (QScreen* screen : QGuiApplication::screens()) {
-        controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
-        controllers.back()->showWindow();
-    }
+    auto controllers = testutil::showDesktopWindows(shared);
     shared->play();
     for (const auto& controller : controllers) {
         DesktopVideoView* view = controller->videoView();

@@ -2,12 +2,14 @@
 
 #include "app/Preferences.h"
 #include "library/PlaylistPersistence.h"
+#include "playback/DesktopWindowController.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
@@ -100,6 +102,25 @@ bool encodeClip(const QString& outputPath, const ClipSpec& clip) {
     arguments += {QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath};
     const ProcessResult result = runProcess(ffmpeg, arguments);
     return result.exitCode == 0 && QFileInfo(outputPath).size() > 0;
+}
+
+ClipSpec solidColourClip(const QString& colour, double seconds) {
+    ClipSpec clip;
+    clip.seconds = seconds;
+    clip.size = QStringLiteral("320x180");
+    clip.source = QStringLiteral("color=c=%1").arg(colour);
+    return clip;
+}
+
+std::vector<std::unique_ptr<DesktopWindowController>>
+showDesktopWindows(VideoPlayerManager* shared) {
+    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    for (QScreen* screen : screens) {
+        controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
+        controllers.back()->showWindow();
+    }
+    return controllers;
 }
 
 void resetUserStore() {

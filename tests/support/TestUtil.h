@@ -8,7 +8,12 @@
 #include <QVariant>
 
 #include <functional>
+#include <memory>
 #include <ostream>
+#include <vector>
+
+class DesktopWindowController;
+class VideoPlayerManager;
 
 // Readable values in test failure messages.
 void PrintTo(const QString& value, std::ostream* os);
@@ -49,6 +54,14 @@ struct ClipSpec {
 
 // Encodes a clip to outputPath (its suffix picks the container); false when ffmpeg fails.
 bool encodeClip(const QString& outputPath, const ClipSpec& clip = {});
+
+// A 16:9 clip of one solid colour (an ffmpeg colour name such as "red").
+ClipSpec solidColourClip(const QString& colour, double seconds);
+
+// A shown desktop window on every screen, each with a manager of its own, or all drawing the
+// shared one.
+std::vector<std::unique_ptr<DesktopWindowController>>
+showDesktopWindows(VideoPlayerManager* shared = nullptr);
 
 // Empties the user's store of the harness and forgets every per-screen playlist state, so a test
 // starts as on a fresh installation.
