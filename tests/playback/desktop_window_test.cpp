@@ -48,7 +48,7 @@ protected:
             const QString name = QString::fromUtf8(colour);
             ASSERT_TRUE(
                 testutil::encodeClip(s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(name)),
-                                     testutil::solidColourClip(name, 4.0)));
+                                     testutil::solidColourClip(name, 8.0)));
         }
     }
     static void TearDownTestSuite() { s_dir.reset(); }
@@ -303,15 +303,15 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         QList<QColor> shown;
         const QPoint centre = controller.screen()->geometry().center();
         // From a settled picture: the previous transition's last paint may still be on its way.
-        ASSERT_TRUE(
-            testutil::waitUntil([&] { return !clipColour(desktopPixel(centre)).isEmpty(); }));
         const QString from = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
+        ASSERT_TRUE(testutil::waitUntil([&] { return clipColour(desktopPixel(centre)) == from; }));
         manager->nextVideo();
         const QString to = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
         ASSERT_NE(from, to);
+        // Until the incoming video alone is on screen, its first paints included.
         ASSERT_TRUE(testutil::waitUntil([&] {
             shown.append(desktopPixel(centre));
-            return finished.count() > before;
+            return finished.count() > before && clipColour(shown.last()) == to;
         }));
         QObject::disconnect(outgoingWatch);
         QObject::disconnect(incomingWatch);
@@ -331,10 +331,11 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         for (const QColor& colour : shown)
             EXPECT_LT(channel(colour, third), 60) << colour.name().toStdString();
         switch (type) {
-        case 0: // a cut: no intermediate opacity, no intermediate colour
+        case 0: // a cut: no intermediate opacity, no intermediate colour, never black
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
             EXPECT_FALSE(anyMixed);
+            EXPECT_FALSE(std::any_of(shown.begin(), shown.end(), isDark));
             break;
         case 1: // through black: the incoming surface appears only after the outgoing one left
             EXPECT_GT(outgoingOpacities.size(), 2);
