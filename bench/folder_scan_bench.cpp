@@ -5,7 +5,7 @@
 //                             folder: 100,000 empty files in 1,000 folders, 1 % videos by name.
 
 #include "BenchUtil.h"
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/VideoFileTypes.h"
 

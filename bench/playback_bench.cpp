@@ -5,7 +5,7 @@
 //     1.5 s cross dissolve (early advance; the fade ends 1.5 s after the switch).
 // Prints medians and maxima over 20 of each.
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/MpvPlayer.h"
 #include "playback/VideoPlayerManager.h"

@@ -5,7 +5,7 @@
 //   playlist_library_bench
 
 #include "BenchUtil.h"
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/NamedPlaylist.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistSortOrder.h"

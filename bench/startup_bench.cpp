@@ -7,7 +7,7 @@
 //
 // Usage: startup_bench [WORK_DIR]   (runs itself inside scripts/harness)
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 
 #include "BenchUtil.h"

@@ -1,8 +1,8 @@
 #include "app/AppDelegate.h"
 
-#include "app/Logging.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/Logging.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/PlaylistManager.h"
 #include "playback/ScreenWatcher.h"
@@ -104,16 +104,16 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_screenWatcher = new ScreenWatcher(this);
     connect(m_screenWatcher, &ScreenWatcher::screensChanged, this,
             &AppDelegate::rebuildDesktopWindows);
-    Notifications& notifications = Notifications::instance();
-    connect(&notifications, &Notifications::syncModeDidChange, this,
+    NotificationCenter& notifications = NotificationCenter::instance();
+    connect(&notifications, &NotificationCenter::syncModeDidChange, this,
             &AppDelegate::rebuildDesktopWindows);
-    connect(&notifications, &Notifications::playlistDidChange, this,
+    connect(&notifications, &NotificationCenter::playlistDidChange, this,
             &AppDelegate::reloadAllPlaylists);
 
     observePowerSource();
 
-    connect(&notifications, &Notifications::screenDidLock, this, &AppDelegate::handleScreenLock);
-    connect(&notifications, &Notifications::screenDidUnlock, this,
+    connect(&notifications, &NotificationCenter::screenDidLock, this, &AppDelegate::handleScreenLock);
+    connect(&notifications, &NotificationCenter::screenDidUnlock, this,
             &AppDelegate::handleScreenUnlock);
 
     observeSchedule();

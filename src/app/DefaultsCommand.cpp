@@ -1,6 +1,6 @@
 #include "app/DefaultsCommand.h"
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 
 #include <QByteArray>
 #include <QRegularExpression>

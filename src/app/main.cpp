@@ -1,6 +1,6 @@
 #include "app/AppDelegate.h"
-#include "app/Logging.h"
-#include "app/Preferences.h"
+#include "core/Logging.h"
+#include "core/Preferences.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
 #include "library/FolderBookmarkManager.h"

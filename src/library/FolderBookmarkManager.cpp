@@ -1,8 +1,8 @@
 #include "library/FolderBookmarkManager.h"
 
-#include "app/Logging.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/Logging.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/VideoFileTypes.h"
 
 #include <QDir>
@@ -272,7 +272,7 @@ bool FolderBookmarkManager::addFolder(const QUrl& url) {
         Q_EMIT folderURLsChanged();
         qCInfo(lcFolders, "Added folder: %s (security-scoped: %s)", qUtf8Printable(path),
                yesNo(accessed));
-        Q_EMIT Notifications::instance().videoFoldersDidChange();
+        Q_EMIT NotificationCenter::instance().videoFoldersDidChange();
         return true;
     }
 
@@ -289,7 +289,7 @@ bool FolderBookmarkManager::addFolder(const QUrl& url) {
     m_folders.append(Folder{QUrl::fromLocalFile(path), plainBookmark, storedIndex});
     Q_EMIT folderURLsChanged();
     qCInfo(lcFolders, "Added folder with regular bookmark: %s", qUtf8Printable(path));
-    Q_EMIT Notifications::instance().videoFoldersDidChange();
+    Q_EMIT NotificationCenter::instance().videoFoldersDidChange();
     return true;
 }
 
@@ -316,7 +316,7 @@ void FolderBookmarkManager::removeFolder(qsizetype index) {
             }
         }
     }
-    Q_EMIT Notifications::instance().videoFoldersDidChange();
+    Q_EMIT NotificationCenter::instance().videoFoldersDidChange();
 }
 
 QList<QUrl> FolderBookmarkManager::loadVideos() {

@@ -14,7 +14,7 @@ class Preferences;
 // The folders are stored under "videoFoldersBookmarks" as an ordered list of bookmarks; on this
 // platform a bookmark is the folder's absolute path as UTF-8 bytes. Every owner keeps its own
 // instance; an instance that adds or removes a folder writes the list at once and posts
-// Notifications::videoFoldersDidChange, and other instances pick the change up with
+// NotificationCenter::videoFoldersDidChange, and other instances pick the change up with
 // loadBookmarks().
 class FolderBookmarkManager : public QObject {
     Q_OBJECT

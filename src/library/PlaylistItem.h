@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/Timestamp.h"
+#include "core/Timestamp.h"
 
 #include <QString>
 #include <QUrl>

@@ -1,8 +1,8 @@
 #include "library/PlaylistLibrary.h"
 
-#include "app/AppPaths.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/AppPaths.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "library/StoredJson.h"
@@ -64,7 +64,7 @@ PlaylistLibrary::PlaylistLibrary(Preferences& preferences, QObject* parent)
     load();
     if (m_playlists.isEmpty())
         migrateFromScreenLists();
-    connect(&Notifications::instance(), &Notifications::videoFoldersDidChange, this,
+    connect(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange, this,
             &PlaylistLibrary::scheduleAllVideosSync);
     scheduleAllVideosSync();
 }
@@ -98,7 +98,7 @@ NamedPlaylist* PlaylistLibrary::findPlaylist(const QUuid& id) {
 }
 
 void PlaylistLibrary::postPlaylistDidChange() {
-    Q_EMIT Notifications::instance().playlistDidChange();
+    Q_EMIT NotificationCenter::instance().playlistDidChange();
     Q_EMIT playlistDidChange();
 }
 

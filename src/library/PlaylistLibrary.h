@@ -58,7 +58,7 @@ public:
 Q_SIGNALS:
     void playlistsChanged();
     void isSyncingChanged(bool syncing);
-    // Mirrors Notifications::playlistDidChange, which the library also posts.
+    // Mirrors NotificationCenter::playlistDidChange, which the library also posts.
     void playlistDidChange();
     // A synchronisation has been applied (tests and views wait for it).
     void allVideosSynced();

@@ -1,7 +1,7 @@
 #include "library/PlaylistPersistence.h"
 
-#include "app/AppPaths.h"
-#include "app/Preferences.h"
+#include "core/AppPaths.h"
+#include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/StoredJson.h"
 

@@ -1,7 +1,7 @@
 #include "playback/DesktopVideoView.h"
 
-#include "app/Logging.h"
-#include "app/Preferences.h"
+#include "core/Logging.h"
+#include "core/Preferences.h"
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 

@@ -1,6 +1,6 @@
 #include "playback/MpvGlRenderer.h"
 
-#include "app/Logging.h"
+#include "core/Logging.h"
 
 #include <QOffscreenSurface>
 #include <QOpenGLContext>

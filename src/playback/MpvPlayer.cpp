@@ -1,6 +1,6 @@
 #include "playback/MpvPlayer.h"
 
-#include "app/Logging.h"
+#include "core/Logging.h"
 #include "playback/VideoRenderer.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "playback/MpvSoftwareRenderer.h"
 
-#include "app/Logging.h"
+#include "core/Logging.h"
 
 #include <mpv/render.h>
 

@@ -1,7 +1,7 @@
 #include "playback/SyncManager.h"
 
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "playback/ScreenIdentifier.h"
 
 #include <QCoreApplication>
@@ -58,7 +58,7 @@ void SyncManager::setSyncEnabled(bool enabled) {
         m_sharedPlayerManager = nullptr;
     }
     Q_EMIT syncModeDidChange();
-    Q_EMIT Notifications::instance().syncModeDidChange();
+    Q_EMIT NotificationCenter::instance().syncModeDidChange();
 }
 
 VideoPlayerManager* SyncManager::sharedPlayerManager(bool createIfNeeded) {

@@ -10,7 +10,7 @@ class Preferences;
 // The "Sync Displays" switch. While it is on, one player manager with the identifier "default"
 // plays for every screen and each desktop window draws its players. The switch is read from the
 // preferences once, at creation; every assignment writes it back, and a real change is announced
-// (syncModeDidChange here and on Notifications) after the shared manager was made or stopped.
+// (syncModeDidChange here and on NotificationCenter) after the shared manager was made or stopped.
 class SyncManager : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool isSyncEnabled READ isSyncEnabled WRITE setSyncEnabled NOTIFY syncModeDidChange)

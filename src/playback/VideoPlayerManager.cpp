@@ -1,7 +1,7 @@
 #include "playback/VideoPlayerManager.h"
 
-#include "app/Logging.h"
-#include "app/Preferences.h"
+#include "core/Logging.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/MpvPlayer.h"

@@ -1,6 +1,6 @@
 #include "playback/VideoSurface.h"
 
-#include "app/Logging.h"
+#include "core/Logging.h"
 #include "playback/MpvPlayer.h"
 
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "system/ScheduleManager.h"
 
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "system/Clock.h"
 #include "system/SystemClock.h"
 
@@ -107,7 +107,7 @@ void ScheduleManager::updateState(bool withinSchedule) {
         return;
     m_isWithinSchedule = withinSchedule;
     Q_EMIT isWithinScheduleChanged(withinSchedule);
-    Q_EMIT Notifications::instance().scheduleStateDidChange(withinSchedule);
+    Q_EMIT NotificationCenter::instance().scheduleStateDidChange(withinSchedule);
 }
 
 QList<int> ScheduleManager::enabledDays() const {

@@ -1,6 +1,6 @@
 #include "system/ScreenLockMonitor.h"
 
-#include "app/Notifications.h"
+#include "core/NotificationCenter.h"
 #include "system/ScreenLockSource.h"
 
 ScreenLockMonitor::ScreenLockMonitor(QObject* parent)
@@ -31,7 +31,7 @@ void ScreenLockMonitor::screenDidLock() {
         [this] {
             m_isScreenLocked = true;
             Q_EMIT isScreenLockedChanged(true);
-            Q_EMIT Notifications::instance().screenDidLock();
+            Q_EMIT NotificationCenter::instance().screenDidLock();
         },
         Qt::QueuedConnection);
 }
@@ -42,7 +42,7 @@ void ScreenLockMonitor::screenDidUnlock() {
         [this] {
             m_isScreenLocked = false;
             Q_EMIT isScreenLockedChanged(false);
-            Q_EMIT Notifications::instance().screenDidUnlock();
+            Q_EMIT NotificationCenter::instance().screenDidUnlock();
         },
         Qt::QueuedConnection);
 }

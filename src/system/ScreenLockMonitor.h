@@ -7,7 +7,7 @@
 class ScreenLockSource;
 
 // Tells whether the user's screen is locked, and posts screenDidLock / screenDidUnlock on the
-// process's Notifications for every lock and unlock event, even one that repeats the state.
+// process's NotificationCenter for every lock and unlock event, even one that repeats the state.
 // The state starts as unlocked, whatever the screen shows at start.
 class ScreenLockMonitor : public QObject {
     Q_OBJECT

@@ -2,8 +2,8 @@
 // players on clips made by ffmpeg; only the battery and the clock are stand-ins.
 
 #include "app/AppDelegate.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/DesktopWindowController.h"
@@ -337,14 +337,14 @@ TEST_F(AppDelegateTest, LockMutesUnmutedPlayersAndUnlockRestoresThem) {
     for (VideoPlayerManager* manager : managers())
         ASSERT_FALSE(manager->playerA()->isMuted());
 
-    Q_EMIT Notifications::instance().screenDidLock();
+    Q_EMIT NotificationCenter::instance().screenDidLock();
     EXPECT_FALSE(m_delegate->wasAudioMutedBeforeLock());
     for (VideoPlayerManager* manager : managers()) {
         EXPECT_TRUE(manager->playerA()->isMuted());
         EXPECT_TRUE(manager->playerB()->isMuted());
     }
     EXPECT_EQ(m_store.objectForKey(QStringLiteral("audioMuted")), QVariant(false));
-    Q_EMIT Notifications::instance().screenDidUnlock();
+    Q_EMIT NotificationCenter::instance().screenDidUnlock();
     for (VideoPlayerManager* manager : managers()) {
         EXPECT_FALSE(manager->playerA()->isMuted());
         EXPECT_FALSE(manager->playerB()->isMuted());

@@ -1,4 +1,4 @@
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "support/TestUtil.h"
 

@@ -1,6 +1,6 @@
 // Writes key "k<n>" = n for n = 0, 1, 2, ... and prints n once each write has been committed,
 // until it is killed.
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 
 #include <QString>
 

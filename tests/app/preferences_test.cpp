@@ -1,5 +1,5 @@
-#include "app/AppPaths.h"
-#include "app/Preferences.h"
+#include "core/AppPaths.h"
+#include "core/Preferences.h"
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
 

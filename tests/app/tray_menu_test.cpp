@@ -2,7 +2,7 @@
 // harness (which has no tray: the menu is built and driven all the same).
 
 #include "app/AppDelegate.h"
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "app/TrayMenu.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"

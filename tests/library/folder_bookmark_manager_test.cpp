@@ -1,7 +1,7 @@
 #include "library/FolderBookmarkManager.h"
 
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
 
@@ -87,7 +87,7 @@ TEST_F(FolderBookmarkManagerTest, AddedFolderIsStoredAndSeenByEveryNewInstance) 
     const QString path = makeFolder(QStringLiteral("Videos"));
     LogCapture log;
     FolderBookmarkManager manager(*m_prefs);
-    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     QSignalSpy urlsChanged(&manager, &FolderBookmarkManager::folderURLsChanged);
 
     // A trailing slash names the same folder; the stored form is the cleaned absolute path.
@@ -139,7 +139,7 @@ TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeBookmarkedIsNotAdded) {
         {QUrl(QStringLiteral("https://example.com/v")),
          QStringLiteral("The location “https://example.com/v” isn't a local folder.")}};
     FolderBookmarkManager manager(*m_prefs);
-    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     for (const auto& [url, description] : cases) {
         LogCapture log;
         EXPECT_FALSE(manager.addFolder(url));
@@ -170,7 +170,7 @@ TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRig
                                 .arg(vanished)),
         1);
 
-    QSignalSpy changed(&Notifications::instance(), &Notifications::videoFoldersDidChange);
+    QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     manager.removeFolder(2);
     manager.removeFolder(-1);
     EXPECT_EQ(changed.count(), 0);

@@ -1,6 +1,6 @@
 #include "library/FolderBookmarkManager.h"
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
 #include "video_fixture.h"

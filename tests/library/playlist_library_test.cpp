@@ -4,9 +4,9 @@
 
 #include "library/PlaylistLibrary.h"
 
-#include "app/AppPaths.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/AppPaths.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "library/StoredJson.h"
@@ -93,7 +93,7 @@ protected:
 struct Effects {
     explicit Effects(PlaylistLibrary& library)
         : saves(&Preferences::standard(), &Preferences::valueChanged)
-        , posts(&Notifications::instance(), &Notifications::playlistDidChange)
+        , posts(&NotificationCenter::instance(), &NotificationCenter::playlistDidChange)
         , ownPosts(&library, &PlaylistLibrary::playlistDidChange) {}
     int saveCount() const {
         int count = 0;
@@ -514,7 +514,7 @@ TEST_F(PlaylistLibraryTest, RequestsWhileAScanIsUnderWayAreDropped) {
     library->scheduleAllVideosSync();
     EXPECT_TRUE(library->isSyncing());
     library->scheduleAllVideosSync();
-    Q_EMIT Notifications::instance().videoFoldersDidChange();
+    Q_EMIT NotificationCenter::instance().videoFoldersDidChange();
     ASSERT_TRUE(testutil::waitUntil([&] { return synced.count() >= 1; }));
     EXPECT_FALSE(library->isSyncing());
     testutil::processEventsFor(200);

@@ -3,8 +3,8 @@
 
 #include "library/PlaylistPersistence.h"
 
-#include "app/AppPaths.h"
-#include "app/Preferences.h"
+#include "core/AppPaths.h"
+#include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/StoredJson.h"
 #include "support/StdoutCapture.h"

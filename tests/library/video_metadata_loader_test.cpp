@@ -1,7 +1,7 @@
 #include "library/VideoMetadataLoader.h"
 
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
 #include "media_clips.h"
@@ -73,7 +73,7 @@ TEST_F(VideoMetadataLoaderTest, WritesDurationAndDisplayedSizeIntoTheItem) {
     const NamedPlaylist playlist =
         playlistOf({clips().landscape, clips().portrait, clips().fullHDPortrait});
     QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
-    QSignalSpy posts(&Notifications::instance(), &Notifications::playlistDidChange);
+    QSignalSpy posts(&NotificationCenter::instance(), &NotificationCenter::playlistDidChange);
     for (const PlaylistItem& item : playlist.items)
         load(playlist, item);
     for (const PlaylistItem& item : playlist.items)

@@ -1,8 +1,8 @@
 // The desktop video under the harness's X server: real Qt Quick windows (software backend),
 // real mpv players drawing through the software renderer, clips made by ffmpeg.
 
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/DesktopVideoView.h"
@@ -179,7 +179,7 @@ TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges
     store.set(QStringLiteral("syncDisplays"), false);
     SyncManager sync(store);
     QSignalSpy own(&sync, &SyncManager::syncModeDidChange);
-    QSignalSpy global(&Notifications::instance(), &Notifications::syncModeDidChange);
+    QSignalSpy global(&NotificationCenter::instance(), &NotificationCenter::syncModeDidChange);
     EXPECT_FALSE(sync.isSyncEnabled());
     EXPECT_EQ(sync.sharedPlayerManager(true), nullptr);
 

@@ -2,7 +2,7 @@
 // windows on Qt's OpenGL backend, real mpv players drawing into shared textures, clips made by
 // ffmpeg, checked by what the X server shows. Also the start-up choice between the two paths.
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindow.h"

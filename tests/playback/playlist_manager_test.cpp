@@ -1,4 +1,4 @@
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/PlaylistManager.h"

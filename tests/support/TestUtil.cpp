@@ -1,6 +1,6 @@
 #include "support/TestUtil.h"
 
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/DesktopWindowController.h"
 

@@ -1,8 +1,8 @@
 // The playback schedule on the real preference store, with a clock the test sets.
 
 #include "SettableClock.h"
-#include "app/Notifications.h"
-#include "app/Preferences.h"
+#include "core/NotificationCenter.h"
+#include "core/Preferences.h"
 #include "system/ScheduleManager.h"
 
 #include <gtest/gtest.h>
@@ -176,7 +176,7 @@ TEST_F(ScheduleTest, SummaryNamesTheDays) {
 TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
     createWithSpan(9, 0, 17, 0, kWeekdays);
     QSignalSpy own(m_manager.get(), &ScheduleManager::isWithinScheduleChanged);
-    QSignalSpy posted(&Notifications::instance(), &Notifications::scheduleStateDidChange);
+    QSignalSpy posted(&NotificationCenter::instance(), &NotificationCenter::scheduleStateDidChange);
 
     m_clock->set(at(kWednesday, 12, 0));
     m_manager->startMonitoring();
@@ -214,7 +214,7 @@ TEST_F(ScheduleTest, TogglingADayStoresItAndEvaluates) {
     m_clock->set(at(kSaturday, 10, 0));
     m_manager->checkSchedule();
     ASSERT_FALSE(m_manager->isWithinSchedule());
-    QSignalSpy posted(&Notifications::instance(), &Notifications::scheduleStateDidChange);
+    QSignalSpy posted(&NotificationCenter::instance(), &NotificationCenter::scheduleStateDidChange);
 
     m_manager->toggleDay(6);
     EXPECT_TRUE(m_manager->isWithinSchedule());

@@ -1,7 +1,7 @@
 // ScreenLockMonitor on the harness's buses: a screen saver registered by the test on the session
 // bus, logind's mock on the system bus, and a process with no bus at all.
 
-#include "app/Notifications.h"
+#include "core/NotificationCenter.h"
 #include "support/TestUtil.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
@@ -20,11 +20,11 @@ namespace {
 
 constexpr int kDBusTimeoutMs = 10000;
 
-// One lock or unlock event as Notifications carried it.
+// One lock or unlock event as NotificationCenter carried it.
 struct LockEvents {
     LockEvents()
-        : locks(&Notifications::instance(), &Notifications::screenDidLock)
-        , unlocks(&Notifications::instance(), &Notifications::screenDidUnlock) {}
+        : locks(&NotificationCenter::instance(), &NotificationCenter::screenDidLock)
+        , unlocks(&NotificationCenter::instance(), &NotificationCenter::screenDidUnlock) {}
     QSignalSpy locks;
     QSignalSpy unlocks;
 };

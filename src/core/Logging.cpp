@@ -1,4 +1,4 @@
-#include "app/Logging.h"
+#include "core/Logging.h"
 
 Q_LOGGING_CATEGORY(lcPlayback, "com.orvanta.playback", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcFolders, "com.orvanta.folders", QtInfoMsg)

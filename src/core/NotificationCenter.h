@@ -4,11 +4,11 @@
 
 // The process-wide carrier of the notifications that parts which do not hold each other use to
 // talk. A part's own events are signals of that part instead.
-class Notifications : public QObject {
+class NotificationCenter : public QObject {
     Q_OBJECT
 
 public:
-    static Notifications& instance();
+    static NotificationCenter& instance();
 
 Q_SIGNALS:
     // The list of source folders changed (a folder was added or removed).
@@ -21,5 +21,5 @@ Q_SIGNALS:
     void syncModeDidChange();
 
 private:
-    Notifications() = default;
+    NotificationCenter() = default;
 };

@@ -1,7 +1,7 @@
-#include "app/Preferences.h"
+#include "core/Preferences.h"
 
-#include "app/AppPaths.h"
-#include "app/Logging.h"
+#include "core/AppPaths.h"
+#include "core/Logging.h"
 
 #include <QCborArray>
 #include <QCborValue>

@@ -1,4 +1,4 @@
-#include "library/Timestamp.h"
+#include "core/Timestamp.h"
 
 namespace {
 // 2001-01-01 00:00:00 UTC in Unix time.

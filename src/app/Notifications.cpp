@@ -1,6 +1,0 @@
-#include "app/Notifications.h"
-
-Notifications& Notifications::instance() {
-    static Notifications notifications;
-    return notifications;
-}

@@ -1,0 +1,6 @@
+#include "core/NotificationCenter.h"
+
+NotificationCenter& NotificationCenter::instance() {
+    static NotificationCenter notifications;
+    return notifications;
+}
