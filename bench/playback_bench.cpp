@@ -6,6 +6,7 @@
 // Prints medians and maxima over 20 of each.
 
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/MpvPlayer.h"
 #include "playback/VideoPlayerManager.h"
@@ -91,9 +92,9 @@ std::vector<double> loadLatencies(const QString& dir) {
 
 std::vector<double> frozenTails(qint64 transitionType) {
     Preferences& store = Preferences::standard();
-    store.set(QStringLiteral("transitionType"), transitionType);
-    store.set(QStringLiteral("transitionDuration"), 1.5);
-    store.set(QStringLiteral("playbackRate"), 1.0);
+    Settings::transitionType.write(store, transitionType);
+    Settings::transitionDuration.write(store, 1.5);
+    Settings::playbackRate.write(store, 1.0);
     VideoPlayerManager manager(QStringLiteral("bench-%1").arg(transitionType));
     QElapsedTimer clock;
     clock.start();

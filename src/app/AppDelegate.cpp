@@ -3,6 +3,7 @@
 #include "core/Logging.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/PlaylistManager.h"
 #include "playback/ScreenWatcher.h"
@@ -24,12 +25,6 @@
 QPointer<AppDelegate> AppDelegate::s_shared;
 
 namespace {
-
-const QString kAutoPlayOnLaunch = QStringLiteral("autoPlayOnLaunch");
-const QString kPauseOnBattery = QStringLiteral("pauseOnBattery");
-const QString kPauseOnScreenLock = QStringLiteral("pauseOnScreenLock");
-const QString kAudioMuted = QStringLiteral("audioMuted");
-const QString kApplicationVisibility = QStringLiteral("applicationVisibility");
 
 // A delay long enough for the new windows to be up before their players start.
 constexpr int kResumeAfterRebuildMs = 100;
@@ -99,7 +94,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
         QGuiApplication::setPalette(darkPalette());
     // No window exists yet to act on; the settings window reads it when it is made.
-    m_isTrayOnly = m_preferences.integerForKey(kApplicationVisibility) == 1;
+    m_isTrayOnly = Settings::applicationVisibility.read(m_preferences) == 1;
 
     m_screenWatcher = new ScreenWatcher(this);
     connect(m_screenWatcher, &ScreenWatcher::screensChanged, this,
@@ -119,7 +114,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     observeSchedule();
     setupDesktopWindows();
 
-    if (m_preferences.boolForKey(kAutoPlayOnLaunch) && !m_isPlaying) {
+    if (Settings::autoPlayOnLaunch.read(m_preferences) && !m_isPlaying) {
         bool anyVideos = false;
         for (const auto& controller : m_desktopWindows) {
             VideoPlayerManager* manager = controller->playerManager();
@@ -337,7 +332,7 @@ void AppDelegate::reloadAllPlaylists() {
 }
 
 void AppDelegate::handlePowerState(bool onBattery) {
-    if (!m_preferences.boolForKey(kPauseOnBattery))
+    if (!Settings::pauseOnBattery.read(m_preferences))
         return;
     // No memory of why playback stopped: external power starts a paused or stopped system too.
     if (onBattery) {
@@ -365,18 +360,16 @@ void AppDelegate::handleScheduleState(bool within) {
 }
 
 void AppDelegate::handleScreenLock() {
-    if (!m_preferences.boolForKey(kPauseOnScreenLock))
+    if (!Settings::pauseOnScreenLock.read(m_preferences))
         return;
     // An absent or odd value counts as muted, so the lock leaves such players alone.
-    const QVariant muted = m_preferences.objectForKey(kAudioMuted);
-    m_wasAudioMutedBeforeLock =
-        Preferences::typeOf(muted) == Preferences::Type::Bool ? muted.toBool() : true;
+    m_wasAudioMutedBeforeLock = Settings::audioMuted.read(m_preferences);
     if (!m_wasAudioMutedBeforeLock)
         setAllPlayersMuted(true);
 }
 
 void AppDelegate::handleScreenUnlock() {
-    if (m_preferences.boolForKey(kPauseOnScreenLock) && !m_wasAudioMutedBeforeLock)
+    if (Settings::pauseOnScreenLock.read(m_preferences) && !m_wasAudioMutedBeforeLock)
         setAllPlayersMuted(false);
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/AppPaths.h"
 #include "core/Logging.h"
+#include "core/SettingsCatalogue.h"
 
 #include <QCborArray>
 #include <QCborValue>
@@ -354,7 +355,7 @@ bool Preferences::checkForExternalChanges() {
         m_values = values;
     }
     for (const QString& key : std::as_const(changed))
-        announceKey(key);
+        Q_EMIT valueChanged(key);
     Q_EMIT didChange();
     return true;
 }
@@ -629,14 +630,8 @@ void Preferences::removeObject(const QString& key) {
     announce(key);
 }
 
-void Preferences::announceKey(const QString& key) {
-    Q_EMIT valueChanged(key);
-    if (key == QLatin1String("videoScaling"))
-        Q_EMIT videoScalingChanged(videoScaling());
-}
-
 void Preferences::announce(const QString& key) {
-    announceKey(key);
+    Q_EMIT valueChanged(key);
     Q_EMIT didChange();
 }
 
@@ -660,14 +655,7 @@ void Preferences::applyFirstRunDefaults() {
         if (sqlite3_step(marker.get()) == SQLITE_ROW)
             return;
     }
-    // The settings pages show these while the keys are absent; a typed read would give
-    // false, false, "None" and 0.0 instead.
-    const QList<QPair<QString, QVariant>> defaults = {
-        {QStringLiteral("autoPlayOnLaunch"), QVariant(true)},
-        {QStringLiteral("pauseOnScreenLock"), QVariant(true)},
-        {QStringLiteral("transitionType"), QVariant(qint64(2))},
-        {QStringLiteral("transitionDuration"), QVariant(1.5)},
-    };
+    const QList<std::pair<QString, QVariant>> defaults = Settings::firstRunValues();
     checkForExternalChanges();
     if (!exec(m_db, "BEGIN IMMEDIATE"))
         return;
@@ -702,7 +690,7 @@ void Preferences::applyFirstRunDefaults() {
         }
     }
     for (const QString& key : std::as_const(written))
-        announceKey(key);
+        Q_EMIT valueChanged(key);
     if (!written.isEmpty())
         Q_EMIT didChange();
 }

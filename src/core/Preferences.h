@@ -25,7 +25,6 @@ class QFileSystemWatcher;
 // orvanta-defaults command); valueChanged(key) names the key that changed.
 class Preferences : public QObject {
     Q_OBJECT
-    Q_PROPERTY(qint64 videoScaling READ videoScaling NOTIFY videoScalingChanged)
 
 public:
     enum class Type { Absent, Bool, Integer, Double, String, Data, Array };
@@ -75,10 +74,9 @@ public:
     QMetaObject::Connection observe(const QString& key, const QObject* context,
                                     std::function<void(const QVariant&)> callback);
 
-    qint64 videoScaling() const { return integerForKey(QStringLiteral("videoScaling")); }
-
     // On the first start of a new installation, writes the keys whose settings-page default
-    // differs from the zero a typed read gives, so the program behaves as its pages show.
+    // differs from what the program uses while they are absent (Settings::firstRunValues), so
+    // the program behaves as its pages show.
     // Keys already present are left alone; later calls do nothing.
     void applyFirstRunDefaults();
 
@@ -94,7 +92,6 @@ public:
 Q_SIGNALS:
     void didChange();
     void valueChanged(const QString& key);
-    void videoScalingChanged(qint64 value);
 
 private:
     bool open();
@@ -103,7 +100,6 @@ private:
     QHash<QString, QVariant> readAll(bool* ok) const;
     bool writeValue(const QString& key, const QVariant& value);
     void announce(const QString& key);
-    void announceKey(const QString& key);
     void watchFile();
     qint64 dataVersion() const;
 

@@ -3,6 +3,7 @@
 #include "core/Logging.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/VideoFileTypes.h"
 
 #include <QDir>
@@ -25,17 +26,14 @@
 
 namespace {
 
-QString bookmarksKey() {
-    return QStringLiteral("videoFoldersBookmarks");
-}
-
 const char* yesNo(bool value) {
     return value ? "yes" : "no";
 }
 
 // The stored list, or nothing when it is absent or holds anything but data.
 std::optional<QList<QByteArray>> readStoredBookmarks(const Preferences& preferences) {
-    const std::optional<QVariantList> array = preferences.arrayForKey(bookmarksKey());
+    const std::optional<QVariantList> array =
+        preferences.arrayForKey(Settings::videoFoldersBookmarks.key());
     if (!array)
         return std::nullopt;
     QList<QByteArray> bookmarks;
@@ -53,7 +51,7 @@ void writeStoredBookmarks(Preferences& preferences, const QList<QByteArray>& boo
     array.reserve(bookmarks.size());
     for (const QByteArray& bookmark : bookmarks)
         array.append(QVariant(bookmark));
-    preferences.set(bookmarksKey(), array);
+    preferences.set(Settings::videoFoldersBookmarks.key(), array);
 }
 
 // Appends a bookmark to the stored list and returns its position there.
@@ -320,7 +318,7 @@ void FolderBookmarkManager::removeFolder(qsizetype index) {
 }
 
 QList<QUrl> FolderBookmarkManager::loadVideos() {
-    const bool recursive = m_preferences.boolForKey(QStringLiteral("recursiveScan"));
+    const bool recursive = Settings::recursiveScan.read(m_preferences);
     qCInfo(lcFolders, "Loading videos from %d folders (recursive: %s)", int(m_folders.size()),
            yesNo(recursive));
     QList<QUrl> videos;

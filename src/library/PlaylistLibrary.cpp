@@ -3,6 +3,7 @@
 #include "core/AppPaths.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "library/StoredJson.h"
@@ -52,6 +53,10 @@ PlaylistLibrary& PlaylistLibrary::shared() {
         g_shared = new PlaylistLibrary(Preferences::standard(), QCoreApplication::instance());
     }
     return *g_shared;
+}
+
+QString PlaylistLibrary::userDefaultsKey() const {
+    return Settings::playlistLibrary.key();
 }
 
 PlaylistLibrary* PlaylistLibrary::sharedIfCreated() {
@@ -330,7 +335,7 @@ void PlaylistLibrary::migrateFromScreenLists() {
     QList<PlaylistItem> taken;
     QSet<QString> takenKeys;
     for (const QString& key : m_preferences.allKeys()) {
-        if (!key.startsWith(QLatin1String("playlist_")) || !key.endsWith(QLatin1String("_items")))
+        if (!Settings::playlistItems.matches(key))
             continue;
         bool isData = false;
         const std::optional<QByteArray> bytes = storedBytes(m_preferences, key, &isData);

@@ -36,7 +36,7 @@ public:
 
     const QList<NamedPlaylist>& playlists() const { return m_playlists; }
     std::optional<NamedPlaylist> playlist(const QUuid& id) const;
-    QString userDefaultsKey() const { return QStringLiteral("playlistLibrary"); }
+    QString userDefaultsKey() const;
     bool isSyncing() const { return m_isSyncing; }
 
     NamedPlaylist createPlaylist(const QString& name, const QList<PlaylistItem>& items);

@@ -2,6 +2,7 @@
 
 #include "core/AppPaths.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/PlaylistLibrary.h"
 #include "library/StoredJson.h"
 
@@ -123,23 +124,23 @@ PlaylistPersistence::PlaylistPersistence(const QString& screenId, Preferences& p
 }
 
 QString PlaylistPersistence::itemsKey(const QString& screenId) {
-    return QStringLiteral("playlist_") + screenId + QStringLiteral("_items");
+    return Settings::playlistItems.key(screenId);
 }
 
 QString PlaylistPersistence::shuffleKey(const QString& screenId) {
-    return QStringLiteral("playlist_") + screenId + QStringLiteral("_shuffle");
+    return Settings::playlistShuffle.key(screenId);
 }
 
 QString PlaylistPersistence::loopKey(const QString& screenId) {
-    return QStringLiteral("playlist_") + screenId + QStringLiteral("_loop");
+    return Settings::playlistLoop.key(screenId);
 }
 
 QString PlaylistPersistence::assignedPlaylistKey(const QString& screenId) {
-    return QStringLiteral("playlist_") + screenId + QStringLiteral("_assignedPlaylist");
+    return Settings::playlistAssigned.key(screenId);
 }
 
 QString PlaylistPersistence::metadataCacheKey() {
-    return QStringLiteral("playlist_global_metadata");
+    return Settings::playlistMetadataCache.key();
 }
 
 void PlaylistPersistence::print(const QString& message) const {

@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 
@@ -12,7 +13,6 @@
 
 namespace {
 
-const QString kVideoScaling = QStringLiteral("videoScaling");
 // Start-up is measured up to this line, so it is written once per process.
 bool s_firstFrameLogged = false;
 // Longer than a frame of any common frame rate (24 fps and up), so playing videos pace a
@@ -22,44 +22,41 @@ constexpr int kDissolveTickMs = 50;
 } // namespace
 
 DesktopVideoView::DesktopVideoView(QQuickItem* parent)
-    : QQuickItem(parent) {
+    : DesktopVideoView(Preferences::standard(), parent) {
+}
+
+DesktopVideoView::DesktopVideoView(Preferences& preferences, QQuickItem* parent)
+    : QQuickItem(parent)
+    , m_preferences(preferences) {
     // Cropped video must not spill over the window's edge.
     setClip(true);
     m_fadeTimer.setSingleShot(true);
     m_dissolveTick.setInterval(kDissolveTickMs);
     connect(&m_dissolveTick, &QTimer::timeout, this, &DesktopVideoView::stepDissolve);
     connect(&m_fadeTimer, &QTimer::timeout, this, &DesktopVideoView::finishTransition);
-    m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
+    m_scaling = storedScaling();
     m_scalingObserver =
-        Preferences::standard().observe(kVideoScaling, this, [this](const QVariant&) {
-            setScaling(scalingFor(Preferences::standard().integerForKey(kVideoScaling)));
-        });
+        m_preferences.observe(Settings::videoScaling.key(), this,
+                              [this](const QVariant&) { setScaling(storedScaling()); });
 }
 
 DesktopVideoView::~DesktopVideoView() {
     disconnect(m_scalingObserver);
 }
 
-DesktopVideoView::Scaling DesktopVideoView::scalingFor(qint64 stored) {
-    switch (stored) {
-    case 1:
-        return Scaling::Fit;
-    case 2:
-        return Scaling::Stretch;
-    default:
-        return Scaling::Fill;
-    }
+ScalingMode DesktopVideoView::storedScaling() const {
+    return toScalingMode(Settings::videoScaling.read(m_preferences));
 }
 
-QRectF DesktopVideoView::videoRect(const QRectF& area, QSize videoSize, Scaling scaling) {
-    if (scaling == Scaling::Stretch || videoSize.isEmpty() || area.isEmpty())
+QRectF DesktopVideoView::videoRect(const QRectF& area, QSize videoSize, ScalingMode scaling) {
+    if (scaling == ScalingMode::Stretch || videoSize.isEmpty() || area.isEmpty())
         return area;
     const qreal videoAspect = qreal(videoSize.width()) / videoSize.height();
     const qreal areaAspect = area.width() / area.height();
     const bool wider = videoAspect > areaAspect;
     QSizeF size;
     // Fit matches the longer side, fill the shorter one.
-    if (wider == (scaling == Scaling::Fit))
+    if (wider == (scaling == ScalingMode::Fit))
         size = QSizeF(area.width(), area.width() / videoAspect);
     else
         size = QSizeF(area.height() * videoAspect, area.height());
@@ -72,7 +69,7 @@ void DesktopVideoView::setPlayers(Player* playerA, Player* playerB) {
     finishTransition();
     delete m_surfaceA;
     delete m_surfaceB;
-    m_scaling = scalingFor(Preferences::standard().integerForKey(kVideoScaling));
+    m_scaling = storedScaling();
     m_surfaceB = new VideoSurface(this);
     m_surfaceA = new VideoSurface(this);
     for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()}) {
@@ -101,8 +98,8 @@ void DesktopVideoView::transition(bool toPlayerA) {
     if (m_isPlayerAActive == toPlayerA)
         return;
     finishTransition();
-    const qint64 type = VideoPlayerManager::transitionType();
-    const double duration = VideoPlayerManager::transitionDuration();
+    const TransitionType type = VideoPlayerManager::transitionType(m_preferences);
+    const double duration = VideoPlayerManager::transitionDuration(m_preferences);
     QPointer<VideoSurface> incoming = toPlayerA ? m_surfaceA : m_surfaceB;
     QPointer<VideoSurface> outgoing = toPlayerA ? m_surfaceB : m_surfaceA;
     m_isPlayerAActive = toPlayerA;
@@ -115,13 +112,13 @@ void DesktopVideoView::transition(bool toPlayerA) {
         return;
     }
     const int milliseconds = int(duration * 1000.0);
-    if (type == 0) {
+    if (type == TransitionType::None) {
         incoming->setOpacity(1.0);
         outgoing->setOpacity(0.0);
         Q_EMIT transitionFinished();
         return;
     }
-    if (type == 1) {
+    if (type == TransitionType::Fade) {
         // Through black: the outgoing video fades out, the incoming one plays unseen until the
         // fade is over and then appears at once.
         m_animation = new QPropertyAnimation(outgoing, "opacity", this);
@@ -195,7 +192,7 @@ void DesktopVideoView::finishTransition() {
     }
 }
 
-void DesktopVideoView::setScaling(Scaling scaling) {
+void DesktopVideoView::setScaling(ScalingMode scaling) {
     if (scaling == m_scaling)
         return;
     m_scaling = scaling;

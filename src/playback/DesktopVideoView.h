@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/SettingsCatalogue.h"
 #include "playback/VideoSurface.h"
 
 #include <QEasingCurve>
@@ -16,22 +17,19 @@ class QPropertyAnimation;
 // The content of a desktop window: two stacked video surfaces, one for each of a player
 // manager's two players, of which one is meant to be visible. A switch between them cuts,
 // fades through black or cross-dissolves, as the preferences say at that moment; the surfaces'
-// geometry follows the "videoScaling" preference live (fill crops, fit letterboxes, stretch
-// ignores the aspect).
+// geometry follows the scaling preference live (fill crops, fit letterboxes, stretch ignores
+// the aspect).
 class DesktopVideoView : public QQuickItem {
     Q_OBJECT
 
 public:
-    enum class Scaling { Fill, Fit, Stretch };
-    Q_ENUM(Scaling)
-
+    // Settings come from preferences, or from the standard store.
+    explicit DesktopVideoView(Preferences& preferences, QQuickItem* parent = nullptr);
     explicit DesktopVideoView(QQuickItem* parent = nullptr);
     ~DesktopVideoView() override;
 
-    // 1 fits, 2 stretches, anything else fills.
-    static Scaling scalingFor(qint64 stored);
     // Where a video of videoSize lies in area for a scaling mode.
-    static QRectF videoRect(const QRectF& area, QSize videoSize, Scaling scaling);
+    static QRectF videoRect(const QRectF& area, QSize videoSize, ScalingMode scaling);
 
     // (Re)builds the two surfaces: A visible on top, B transparent beneath.
     void setPlayers(Player* playerA, Player* playerB);
@@ -40,7 +38,7 @@ public:
 
     bool isPlayerAActive() const { return m_isPlayerAActive; }
     bool isTransitionRunning() const { return bool(m_finish); }
-    Scaling scaling() const { return m_scaling; }
+    ScalingMode scaling() const { return m_scaling; }
     VideoSurface* surfaceA() const { return m_surfaceA; }
     VideoSurface* surfaceB() const { return m_surfaceB; }
 
@@ -53,15 +51,17 @@ protected:
 
 private:
     void layoutSurfaces();
-    void setScaling(Scaling scaling);
+    ScalingMode storedScaling() const;
+    void setScaling(ScalingMode scaling);
     // Jumps a running switch to its end state.
     void finishTransition();
     void stepDissolve();
 
+    Preferences& m_preferences;
     QPointer<VideoSurface> m_surfaceA;
     QPointer<VideoSurface> m_surfaceB;
     bool m_isPlayerAActive = true;
-    Scaling m_scaling = Scaling::Fill;
+    ScalingMode m_scaling = ScalingMode::Fill;
     QPropertyAnimation* m_animation = nullptr;
     QTimer m_fadeTimer;
     QTimer m_dissolveTick;

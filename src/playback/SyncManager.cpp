@@ -2,13 +2,12 @@
 
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "playback/ScreenIdentifier.h"
 
 #include <QCoreApplication>
 
 namespace {
-
-const QString kSyncDisplays = QStringLiteral("syncDisplays");
 
 VideoPlayerManager::PlayerFactory& defaultFactory() {
     static VideoPlayerManager::PlayerFactory factory;
@@ -33,7 +32,7 @@ SyncManager::SyncManager(Preferences& preferences, VideoPlayerManager::PlayerFac
     : QObject(parent)
     , m_preferences(preferences)
     , m_factory(std::move(factory)) {
-    m_isSyncEnabled = m_preferences.boolForKey(kSyncDisplays);
+    m_isSyncEnabled = Settings::syncDisplays.read(m_preferences);
     if (m_isSyncEnabled)
         createSharedPlayerManager();
 }
@@ -45,7 +44,7 @@ SyncManager::~SyncManager() {
 void SyncManager::setSyncEnabled(bool enabled) {
     const bool old = m_isSyncEnabled;
     m_isSyncEnabled = enabled;
-    m_preferences.set(kSyncDisplays, enabled);
+    Settings::syncDisplays.write(m_preferences, enabled);
     if (enabled == old)
         return;
     if (enabled) {
@@ -70,6 +69,6 @@ VideoPlayerManager* SyncManager::sharedPlayerManager(bool createIfNeeded) {
 }
 
 void SyncManager::createSharedPlayerManager() {
-    m_sharedPlayerManager =
-        new VideoPlayerManager(ScreenIdentifier::sharedIdentifier(), m_factory, this);
+    m_sharedPlayerManager = new VideoPlayerManager(ScreenIdentifier::sharedIdentifier(),
+                                                   m_preferences, m_factory, this);
 }

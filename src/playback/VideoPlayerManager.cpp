@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/MpvPlayer.h"
@@ -13,35 +14,25 @@
 
 namespace {
 
-const QString kPlaybackRate = QStringLiteral("playbackRate");
-const QString kTransitionType = QStringLiteral("transitionType");
-const QString kTransitionDuration = QStringLiteral("transitionDuration");
-const QString kPreventDisplaySleep = QStringLiteral("preventDisplaySleep");
-const QString kAudioMuted = QStringLiteral("audioMuted");
-const QString kAudioVolume = QStringLiteral("audioVolume");
-
 constexpr double kPeriodicInterval = 0.5;
 
-// A stored number read as single precision, as the settings pages store it; none for any other
-// type or absence.
-std::optional<float> storedFloat(const QVariant& value) {
-    switch (Preferences::typeOf(value)) {
-    case Preferences::Type::Double:
-        return float(value.toDouble());
-    case Preferences::Type::Integer:
-        return float(value.toLongLong());
-    default:
-        return std::nullopt;
-    }
+// A stored number read as single precision, as the settings pages store it.
+float storedFloat(const Preferences& preferences, const Settings::Key<double>& key) {
+    return float(key.read(preferences));
 }
 
 } // namespace
 
 VideoPlayerManager::VideoPlayerManager(const QString& screenId, PlayerFactory factory,
                                        QObject* parent)
+    : VideoPlayerManager(screenId, Preferences::standard(), std::move(factory), parent) {
+}
+
+VideoPlayerManager::VideoPlayerManager(const QString& screenId, Preferences& preferences,
+                                       PlayerFactory factory, QObject* parent)
     : QObject(parent)
     , m_screenId(screenId)
-    , m_preferences(Preferences::standard()) {
+    , m_preferences(preferences) {
     if (!factory)
         factory = [](QObject* owner) {
             return new MpvPlayer(owner);
@@ -129,7 +120,7 @@ void VideoPlayerManager::play() {
         return;
     }
     if (m_currentVideoIndex >= 0)
-        m_activePlayer->setRate(playbackRate());
+        m_activePlayer->setRate(playbackRate(m_preferences));
     else
         nextVideo();
     setIsPlaying(true);
@@ -218,7 +209,7 @@ void VideoPlayerManager::transition(Player* newPlayer) {
     removeTimeObservers(oldPlayer);
     removeEndObservers();
     // The new player starts even while not playing; the old one plays on to its last frame.
-    newPlayer->setRate(playbackRate());
+    newPlayer->setRate(playbackRate(m_preferences));
     updateDuration();
 
     const QPointer<VideoPlayerManager> self(this);
@@ -243,12 +234,12 @@ void VideoPlayerManager::updateDuration() {
 void VideoPlayerManager::installEarlyAdvance() {
     if (m_activePlayer->currentItem() == 0)
         return;
-    if (transitionType() == 0)
+    if (transitionType(m_preferences) == TransitionType::None)
         return;
     const Player::Duration length = m_activePlayer->duration();
     if (!length.isUsable())
         return;
-    const double t = transitionDuration();
+    const double t = transitionDuration(m_preferences);
     if (!(length.seconds > t + 1.0))
         return;
     const QPointer<VideoPlayerManager> self(this);
@@ -292,12 +283,10 @@ void VideoPlayerManager::handleEndOfVideo() {
 }
 
 void VideoPlayerManager::applySettings(bool atCreation) {
-    const bool preventSleep = m_preferences.boolForKey(kPreventDisplaySleep);
-    const QVariant mutedValue = m_preferences.objectForKey(kAudioMuted);
-    const bool muted =
-        Preferences::typeOf(mutedValue) == Preferences::Type::Bool ? mutedValue.toBool() : true;
-    const float volume = storedFloat(m_preferences.objectForKey(kAudioVolume)).value_or(0.5f);
-    const double rate = playbackRate();
+    const bool preventSleep = Settings::preventDisplaySleep.read(m_preferences);
+    const bool muted = Settings::audioMuted.read(m_preferences);
+    const float volume = storedFloat(m_preferences, Settings::audioVolume);
+    const double rate = playbackRate(m_preferences);
     for (Player* player : {m_playerA, m_playerB}) {
         player->setPreventsDisplaySleep(preventSleep);
         player->setMuted(muted);
@@ -307,29 +296,16 @@ void VideoPlayerManager::applySettings(bool atCreation) {
     }
 }
 
-double VideoPlayerManager::playbackRate() {
-    const float stored =
-        storedFloat(Preferences::standard().objectForKey(kPlaybackRate)).value_or(1.0f);
-    if (!(stored > 0.5f))
-        return 0.5;
-    if (stored > 2.0f)
-        return 2.0;
-    return double(stored);
+double VideoPlayerManager::playbackRate(const Preferences& preferences) {
+    return Settings::playbackRate.clamped(storedFloat(preferences, Settings::playbackRate));
 }
 
-qint64 VideoPlayerManager::transitionType() {
-    const qint64 stored = Preferences::standard().integerForKey(kTransitionType);
-    // Compared unsigned, so a negative value counts as too large as well.
-    return quint64(stored) >= 3 ? 2 : stored;
+TransitionType VideoPlayerManager::transitionType(const Preferences& preferences) {
+    return toTransitionType(Settings::transitionType.read(preferences));
 }
 
-double VideoPlayerManager::transitionDuration() {
-    const double stored = Preferences::standard().doubleForKey(kTransitionDuration);
-    if (!(stored > 0.5))
-        return 0.5;
-    if (stored > 5.0)
-        return 5.0;
-    return stored;
+double VideoPlayerManager::transitionDuration(const Preferences& preferences) {
+    return Settings::transitionDuration.clamped(Settings::transitionDuration.read(preferences));
 }
 
 void VideoPlayerManager::setCurrentTime(double time) {

@@ -13,6 +13,7 @@
 class FolderBookmarkManager;
 class PlaylistManager;
 class Preferences;
+enum class TransitionType;
 
 // Plays one queue of videos for one screen without gaps on two alternating players: while one
 // shows the current video the next is loaded into the other, and when it is ready the players
@@ -33,7 +34,10 @@ public:
     using PlayerFactory = std::function<Player*(QObject* parent)>;
 
     // Players are made by the factory (mpv players without a video output when none is given).
-    // The queue is loaded at once; nothing plays until play().
+    // The queue is loaded at once; nothing plays until play(). Settings come from preferences,
+    // or from the standard store.
+    VideoPlayerManager(const QString& screenId, Preferences& preferences,
+                       PlayerFactory factory = {}, QObject* parent = nullptr);
     explicit VideoPlayerManager(const QString& screenId, PlayerFactory factory = {},
                                 QObject* parent = nullptr);
     ~VideoPlayerManager() override;
@@ -68,11 +72,10 @@ public:
     void previousVideo();
 
     // Reads the playback preferences the way every player applies them.
-    static double playbackRate();
-    // 0 "None", 1 "Fade", 2 "Cross Dissolve"; any other stored value counts as 2.
-    static qint64 transitionType();
+    static double playbackRate(const Preferences& preferences);
+    static TransitionType transitionType(const Preferences& preferences);
     // The stored transition length clamped to 0.5–5.0 s.
-    static double transitionDuration();
+    static double transitionDuration(const Preferences& preferences);
 
 Q_SIGNALS:
     // The active player changed: newPlayer shows the current video now.

@@ -2,6 +2,7 @@
 
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "system/Clock.h"
 #include "system/SystemClock.h"
 
@@ -33,12 +34,12 @@ ScheduleManager::ScheduleManager(Preferences& preferences, std::unique_ptr<Clock
     : QObject(parent)
     , m_preferences(preferences)
     , m_clock(std::move(clock))
-    , m_scheduleEnabledKey(QStringLiteral("scheduleEnabled"))
-    , m_scheduleStartHourKey(QStringLiteral("scheduleStartHour"))
-    , m_scheduleStartMinuteKey(QStringLiteral("scheduleStartMinute"))
-    , m_scheduleEndHourKey(QStringLiteral("scheduleEndHour"))
-    , m_scheduleEndMinuteKey(QStringLiteral("scheduleEndMinute"))
-    , m_scheduleEnabledDaysKey(QStringLiteral("scheduleEnabledDays")) {
+    , m_scheduleEnabledKey(Settings::scheduleEnabled.key())
+    , m_scheduleStartHourKey(Settings::scheduleStartHour.key())
+    , m_scheduleStartMinuteKey(Settings::scheduleStartMinute.key())
+    , m_scheduleEndHourKey(Settings::scheduleEndHour.key())
+    , m_scheduleEndMinuteKey(Settings::scheduleEndMinute.key())
+    , m_scheduleEnabledDaysKey(Settings::scheduleEnabledDays.key()) {
     if (!m_clock)
         m_clock = std::make_unique<SystemClock>();
     // Only the end and the days get defaults; the start and the switch stay absent (0:00, off).

@@ -211,11 +211,11 @@ TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges
 TEST(DesktopVideoView, ScalingPlacesTheVideoInTheArea) {
     const QRectF area(0, 0, 800, 600); // 4:3
     const QSize video(320, 180);       // 16:9
-    using Scaling = DesktopVideoView::Scaling;
-    EXPECT_EQ(DesktopVideoView::scalingFor(1), Scaling::Fit);
-    EXPECT_EQ(DesktopVideoView::scalingFor(2), Scaling::Stretch);
-    EXPECT_EQ(DesktopVideoView::scalingFor(0), Scaling::Fill);
-    EXPECT_EQ(DesktopVideoView::scalingFor(5), Scaling::Fill);
+    using Scaling = ScalingMode;
+    EXPECT_EQ(toScalingMode(1), Scaling::Fit);
+    EXPECT_EQ(toScalingMode(2), Scaling::Stretch);
+    EXPECT_EQ(toScalingMode(0), Scaling::Fill);
+    EXPECT_EQ(toScalingMode(5), Scaling::Fill);
     EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fit), QRectF(0, 75, 800, 450));
     EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fill),
               QRectF(-133.3333333333333, 0, 1066.666666666667, 600));
