@@ -4,7 +4,6 @@
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
-#include "playback/MpvPlayer.h"
 #include "playback/PlaylistManager.h"
 
 #include <QFileInfo>
@@ -44,7 +43,7 @@ VideoPlayerManager::VideoPlayerManager(const QString& screenId, PlayerFactory fa
     , m_preferences(Preferences::standard()) {
     if (!factory)
         factory = [](QObject* owner) {
-            return new MpvPlayer(owner);
+            return Player::create(Player::VideoOutput::None, owner);
         };
     m_playerA = factory(this);
     m_playerB = factory(this);
