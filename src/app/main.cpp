@@ -6,15 +6,13 @@
 #include "library/FolderBookmarkManager.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
-#include "playback/MpvPlayer.h"
+#include "playback/Player.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
 
 #include <QApplication>
-
-#include <clocale>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -29,7 +27,7 @@ void logFrames(const AppDelegate& delegate) {
         quint64 rendered = 0;
         quint64 shown = 0;
         for (const VideoSurface* surface : {view->surfaceA(), view->surfaceB()}) {
-            const auto* player = qobject_cast<const MpvPlayer*>(surface->player());
+            const Player* player = surface->player();
             if (player && player->renderer())
                 rendered += player->renderer()->renderedFrames();
             shown += surface->shownFrames();
@@ -57,9 +55,6 @@ int main(int argc, char** argv) {
     QGuiApplication::setApplicationName(QStringLiteral("orvanta"));
     QGuiApplication::setApplicationVersion(QStringLiteral(ORVANTA_VERSION));
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    // mpv parses numbers the C way; Qt has just set the user's locale.
-    std::setlocale(LC_NUMERIC, "C");
-
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::received, &app,
                      [] { QCoreApplication::quit(); });

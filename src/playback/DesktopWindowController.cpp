@@ -2,7 +2,6 @@
 
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindow.h"
-#include "playback/MpvPlayer.h"
 #include "playback/ScreenIdentifier.h"
 
 #include <QScreen>
@@ -47,7 +46,7 @@ DesktopWindowController::~DesktopWindowController() {
 
 VideoPlayerManager::PlayerFactory DesktopWindowController::surfacePlayerFactory() {
     return [](QObject* parent) {
-        return new MpvPlayer(MpvPlayer::VideoOutput::Surface, parent);
+        return Player::create(Player::VideoOutput::Surface, parent);
     };
 }
 

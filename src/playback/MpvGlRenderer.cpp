@@ -1,6 +1,8 @@
 #include "playback/MpvGlRenderer.h"
 
 #include "core/Logging.h"
+#include "playback/MpvHandle.h"
+#include "playback/MpvRenderContext.h"
 
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
@@ -57,7 +59,7 @@ struct MpvGlRenderer::Target {
     }
 };
 
-MpvGlRenderer::MpvGlRenderer(mpv_handle* mpv, QObject* parent)
+MpvGlRenderer::MpvGlRenderer(const MpvHandle& mpv, QObject* parent)
     : VideoRenderer(parent) {
     QOpenGLContext* shared = QOpenGLContext::globalShareContext();
     if (!shared) {
@@ -72,7 +74,7 @@ MpvGlRenderer::MpvGlRenderer(mpv_handle* mpv, QObject* parent)
         qCCritical(lcPlayback, "Cannot draw video with OpenGL: no offscreen surface");
         return;
     }
-    m_thread = std::thread([this, mpv, display = x11Display()] { run(mpv, display); });
+    m_thread = std::thread([this, &mpv, display = x11Display()] { run(mpv, display); });
     std::unique_lock lock(m_mutex);
     m_wakeup.wait(lock, [this] { return m_started; });
     lock.unlock();
@@ -86,7 +88,7 @@ MpvGlRenderer::MpvGlRenderer(mpv_handle* mpv, QObject* parent)
 MpvGlRenderer::~MpvGlRenderer() {
     if (!m_context)
         return;
-    mpv_render_context_set_update_callback(m_context, nullptr, nullptr);
+    mpv_render_context_set_update_callback(m_context->get(), nullptr, nullptr);
     requestStop();
     m_thread.join();
 }
@@ -124,12 +126,12 @@ std::shared_ptr<MpvGlRenderer::Target> MpvGlRenderer::freeTarget(QSize size) {
     return m_pool.back();
 }
 
-void MpvGlRenderer::run(mpv_handle* mpv, void* display) {
+void MpvGlRenderer::run(const MpvHandle& mpv, void* display) {
     // Made on this thread, the only one that makes it current.
     QOpenGLContext context;
     context.setShareContext(QOpenGLContext::globalShareContext());
     context.setFormat(m_surface->format());
-    mpv_render_context* renderContext = nullptr;
+    std::unique_ptr<MpvRenderContext> renderContext;
     if (!context.create() || !context.makeCurrent(m_surface.get())) {
         qCCritical(lcPlayback, "Cannot draw video with OpenGL: no context for the renderer");
     } else {
@@ -143,19 +145,16 @@ void MpvGlRenderer::run(mpv_handle* mpv, void* display) {
         if (display)
             params.push_back({MPV_RENDER_PARAM_X11_DISPLAY, display});
         params.push_back({MPV_RENDER_PARAM_INVALID, nullptr});
-        const int rc = mpv_render_context_create(&renderContext, mpv, params.data());
-        if (rc < 0) {
-            qCCritical(lcPlayback, "Cannot create the video renderer: %s", mpv_error_string(rc));
-            renderContext = nullptr;
-        }
+        renderContext = MpvRenderContext::create(mpv.get(), params.data());
     }
+    const bool created = renderContext != nullptr;
     {
         std::lock_guard lock(m_mutex);
-        m_context = renderContext;
+        m_context = std::move(renderContext);
         m_started = true;
     }
     m_wakeup.notify_all();
-    if (!renderContext) {
+    if (!created) {
         context.doneCurrent();
         return;
     }
@@ -163,9 +162,12 @@ void MpvGlRenderer::run(mpv_handle* mpv, void* display) {
     renderLoop(context);
 
     // The render context and the textures go in the context they were made in.
-    mpv_render_context_free(renderContext);
+    std::unique_lock lock(m_mutex);
+    renderContext = std::move(m_context);
+    lock.unlock();
+    renderContext.reset();
     QOpenGLFunctions& gl = *context.functions();
-    std::lock_guard lock(m_mutex);
+    lock.lock();
     m_ready.reset();
     for (const auto& target : m_pool)
         target->destroy(gl);
@@ -207,7 +209,7 @@ void MpvGlRenderer::renderLoop(QOpenGLContext& context) {
             {MPV_RENDER_PARAM_SKIP_RENDERING, &skipRendering},
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
-        const int rc = mpv_render_context_render(m_context, params);
+        const int rc = mpv_render_context_render(m_context->get(), params);
         // Other contexts see a texture's new content only once it is complete.
         if (rc >= 0 && !skip)
             gl.glFinish();

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+class MpvHandle;
 class QOffscreenSurface;
 class QOpenGLContext;
 
@@ -24,7 +25,7 @@ class MpvGlRenderer : public VideoRenderer {
 
 public:
     // Creates the render context; call right after mpv_initialize, before anything is loaded.
-    explicit MpvGlRenderer(mpv_handle* mpv, QObject* parent = nullptr);
+    explicit MpvGlRenderer(const MpvHandle& mpv, QObject* parent = nullptr);
     // Stops the thread, which frees the render context and the textures in its own OpenGL
     // context (before the mpv handle goes).
     ~MpvGlRenderer() override;
@@ -38,7 +39,7 @@ private:
     // The X display mpv's hardware decoders share frames through; null off X11.
     static void* x11Display();
 
-    void run(mpv_handle* mpv, void* display);
+    void run(const MpvHandle& mpv, void* display);
     void renderLoop(QOpenGLContext& context);
     std::shared_ptr<Target> freeTarget(QSize size);
     void releaseHiddenFrames() override;

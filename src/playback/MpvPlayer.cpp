@@ -1,7 +1,10 @@
 #include "playback/MpvPlayer.h"
 
 #include "core/Logging.h"
-#include "playback/VideoRenderer.h"
+#include "playback/MpvGlRenderer.h"
+#include "playback/MpvHandle.h"
+#include "playback/MpvNode.h"
+#include "playback/MpvSoftwareRenderer.h"
 
 #include <QDir>
 #include <QFile>
@@ -82,6 +85,14 @@ bool hardwareDecodingAvailable() {
     return available;
 }
 
+// A renderer of the process's drawing path. Made right after mpv_initialize, before anything is
+// loaded: a load without a render context fails ("No render context set").
+std::unique_ptr<VideoRenderer> createRenderer(const MpvHandle& mpv) {
+    if (VideoRenderer::path() == VideoRenderer::Path::OpenGL)
+        return std::make_unique<MpvGlRenderer>(mpv);
+    return std::make_unique<MpvSoftwareRenderer>(mpv);
+}
+
 } // namespace
 
 MpvPlayer::MpvPlayer(QObject* parent)
@@ -95,13 +106,14 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
     m_boundaryTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_boundaryTimer, &QTimer::timeout, this, &MpvPlayer::checkBoundaries);
 
-    m_mpv = mpv_create();
-    if (!m_mpv) {
+    auto handle = std::make_unique<MpvHandle>();
+    if (!handle->isValid()) {
         qCCritical(lcPlayback, "Cannot create an mpv player");
         return;
     }
+    mpv_handle* mpv = handle->get();
     for (const OptionSetting& option : kOptions) {
-        const int rc = mpv_set_option_string(m_mpv, option.name, option.value);
+        const int rc = mpv_set_option_string(mpv, option.name, option.value);
         if (rc < 0) {
             qCWarning(lcMpv, "mpv option %s=%s: %s", option.name, option.value,
                       mpv_error_string(rc));
@@ -109,40 +121,38 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
     }
     if (output == VideoOutput::Surface) {
         for (const OptionSetting& option : kSurfaceOptions)
-            mpv_set_option_string(m_mpv, option.name, option.value);
+            mpv_set_option_string(mpv, option.name, option.value);
     }
     // Each decoding thread holds frames of its own, and a background shares the machine with
     // the user's work: half the cores, at most four, decode.
     const QByteArray decoderThreads =
         QByteArray::number(std::clamp(QThread::idealThreadCount() / 2, 1, 4));
-    mpv_set_option_string(m_mpv, "vd-lavc-threads", decoderThreads.constData());
+    mpv_set_option_string(mpv, "vd-lavc-threads", decoderThreads.constData());
     // Frames drawn in memory would have to be copied back from a decoder's GPU memory; OpenGL
     // takes them where they are.
     const bool hardwareDecoding =
         (output == VideoOutput::None || VideoRenderer::path() == VideoRenderer::Path::OpenGL) &&
         hardwareDecodingAvailable();
-    mpv_set_option_string(m_mpv, "hwdec", hardwareDecoding ? "auto-safe" : "no");
+    mpv_set_option_string(mpv, "hwdec", hardwareDecoding ? "auto-safe" : "no");
     // Without hardware decoding, OpenGL needs none of the decoders' interop (probing it loads
     // and complains about every GPU vendor's library).
     if (!hardwareDecoding)
-        mpv_set_option_string(m_mpv, "gpu-hwdec-interop", "no");
-    if (mpv_initialize(m_mpv) < 0) {
+        mpv_set_option_string(mpv, "gpu-hwdec-interop", "no");
+    if (mpv_initialize(mpv) < 0) {
         qCCritical(lcPlayback, "Cannot start an mpv player");
-        mpv_terminate_destroy(m_mpv);
-        m_mpv = nullptr;
         return;
     }
-    // Before any load: a load without a render context fails ("No render context set").
+    m_mpv = std::move(handle);
     if (output == VideoOutput::Surface) {
-        m_renderer = VideoRenderer::create(m_mpv, this);
-        mpv_observe_property(m_mpv, kDisplayWidth, "dwidth", MPV_FORMAT_INT64);
-        mpv_observe_property(m_mpv, kDisplayHeight, "dheight", MPV_FORMAT_INT64);
+        m_renderer = createRenderer(*m_mpv);
+        mpv_observe_property(mpv, kDisplayWidth, "dwidth", MPV_FORMAT_INT64);
+        mpv_observe_property(mpv, kDisplayHeight, "dheight", MPV_FORMAT_INT64);
     }
-    mpv_request_log_messages(m_mpv, "warn");
-    mpv_observe_property(m_mpv, kEofReached, "eof-reached", MPV_FORMAT_FLAG);
+    mpv_request_log_messages(mpv, "warn");
+    mpv_observe_property(mpv, kEofReached, "eof-reached", MPV_FORMAT_FLAG);
     // Called on mpv's threads: only queue one drain at a time onto the event loop.
     mpv_set_wakeup_callback(
-        m_mpv,
+        mpv,
         [](void* context) {
             auto* player = static_cast<MpvPlayer*>(context);
             if (!player->m_drainQueued.exchange(true)) {
@@ -153,13 +163,9 @@ MpvPlayer::MpvPlayer(VideoOutput output, QObject* parent)
 }
 
 MpvPlayer::~MpvPlayer() {
-    if (m_mpv) {
-        mpv_set_wakeup_callback(m_mpv, nullptr, nullptr);
-        // The render context must go before the handle.
-        delete m_renderer;
-        m_renderer = nullptr;
-        mpv_terminate_destroy(m_mpv);
-    }
+    // Before any member goes: no drain is queued onto a player being destroyed.
+    if (m_mpv)
+        mpv_set_wakeup_callback(m_mpv->get(), nullptr, nullptr);
 }
 
 quint64 MpvPlayer::load(const QUrl& url) {
@@ -178,20 +184,13 @@ quint64 MpvPlayer::load(const QUrl& url) {
     const QByteArray target =
         url.isLocalFile() ? QFile::encodeName(url.toLocalFile()) : url.toEncoded();
     const char* args[] = {"loadfile", target.constData(), "replace", nullptr};
-    mpv_node result;
-    const int rc = mpv_command_ret(m_mpv, args, &result);
+    MpvNode result;
+    const int rc = mpv_command_ret(m_mpv->get(), args, result.out());
     if (rc < 0) {
         fail(QString::fromUtf8(mpv_error_string(rc)));
         return m_item;
     }
-    if (result.format == MPV_FORMAT_NODE_MAP) {
-        for (int n = 0; n < result.u.list->num; ++n) {
-            if (qstrcmp(result.u.list->keys[n], "playlist_entry_id") == 0 &&
-                result.u.list->values[n].format == MPV_FORMAT_INT64)
-                m_entryId = result.u.list->values[n].u.int64;
-        }
-    }
-    mpv_free_node_contents(&result);
+    m_entryId = result.mapInt64("playlist_entry_id").value_or(-1);
     updateTimers();
     return m_item;
 }
@@ -205,7 +204,7 @@ void MpvPlayer::empty() {
     m_entryId = -1;
     if (m_mpv) {
         const char* args[] = {"stop", nullptr};
-        mpv_command(m_mpv, args);
+        mpv_command(m_mpv->get(), args);
     }
     updateTimers();
 }
@@ -215,7 +214,7 @@ Player::Duration MpvPlayer::duration() const {
     if (!m_mpv || m_status != Status::ReadyToPlay)
         return result;
     double seconds = 0.0;
-    if (mpv_get_property(m_mpv, "duration", MPV_FORMAT_DOUBLE, &seconds) >= 0 &&
+    if (mpv_get_property(m_mpv->get(), "duration", MPV_FORMAT_DOUBLE, &seconds) >= 0 &&
         std::isfinite(seconds)) {
         result.kind = Duration::Kind::Numeric;
         result.seconds = seconds;
@@ -223,7 +222,7 @@ Player::Duration MpvPlayer::duration() const {
     }
     // A source that cannot be seeked and has no length is a stream without an end.
     int seekable = 1;
-    if (mpv_get_property(m_mpv, "seekable", MPV_FORMAT_FLAG, &seekable) >= 0 && !seekable)
+    if (mpv_get_property(m_mpv->get(), "seekable", MPV_FORMAT_FLAG, &seekable) >= 0 && !seekable)
         result.kind = Duration::Kind::Indefinite;
     return result;
 }
@@ -231,7 +230,7 @@ Player::Duration MpvPlayer::duration() const {
 double MpvPlayer::currentTime() const {
     double seconds = 0.0;
     if (!m_mpv || m_status != Status::ReadyToPlay ||
-        mpv_get_property(m_mpv, "time-pos", MPV_FORMAT_DOUBLE, &seconds) < 0 ||
+        mpv_get_property(m_mpv->get(), "time-pos", MPV_FORMAT_DOUBLE, &seconds) < 0 ||
         !std::isfinite(seconds))
         return 0.0;
     return seconds;
@@ -240,10 +239,19 @@ double MpvPlayer::currentTime() const {
 double MpvPlayer::effectiveRate() const {
     int paused = 1;
     double speed = 1.0;
-    if (!m_mpv || mpv_get_property(m_mpv, "pause", MPV_FORMAT_FLAG, &paused) < 0)
+    if (!m_mpv || mpv_get_property(m_mpv->get(), "pause", MPV_FORMAT_FLAG, &paused) < 0)
         return 0.0;
-    mpv_get_property(m_mpv, "speed", MPV_FORMAT_DOUBLE, &speed);
+    mpv_get_property(m_mpv->get(), "speed", MPV_FORMAT_DOUBLE, &speed);
     return paused ? 0.0 : speed;
+}
+
+QString MpvPlayer::mpvProperty(const char* name) const {
+    if (!m_mpv)
+        return {};
+    char* value = mpv_get_property_string(m_mpv->get(), name);
+    const QString text = QString::fromUtf8(value ? value : "");
+    mpv_free(value);
+    return text;
 }
 
 void MpvPlayer::setRate(double rate) {
@@ -253,7 +261,7 @@ void MpvPlayer::setRate(double rate) {
     m_rate = rate;
     if (m_mpv) {
         if (rate > 0.0) {
-            mpv_set_property(m_mpv, "speed", MPV_FORMAT_DOUBLE, &rate);
+            mpv_set_property(m_mpv->get(), "speed", MPV_FORMAT_DOUBLE, &rate);
             setFlag("pause", false);
         } else {
             setFlag("pause", true);
@@ -268,7 +276,7 @@ void MpvPlayer::setVolume(double volume) {
     m_volume = std::clamp(std::isfinite(volume) ? volume : 0.0, 0.0, 1.0);
     if (m_mpv) {
         double percent = m_volume * 100.0;
-        mpv_set_property(m_mpv, "volume", MPV_FORMAT_DOUBLE, &percent);
+        mpv_set_property(m_mpv->get(), "volume", MPV_FORMAT_DOUBLE, &percent);
     }
 }
 
@@ -388,7 +396,7 @@ void MpvPlayer::drainEvents() {
         return;
     QPointer<MpvPlayer> self(this);
     for (;;) {
-        const mpv_event* event = mpv_wait_event(m_mpv, 0);
+        const mpv_event* event = mpv_wait_event(m_mpv->get(), 0);
         if (event->event_id == MPV_EVENT_NONE)
             break;
         handleEvent(*event);
@@ -502,10 +510,10 @@ void MpvPlayer::setFlag(const char* name, bool value) {
     if (!m_mpv)
         return;
     int flag = value ? 1 : 0;
-    mpv_set_property(m_mpv, name, MPV_FORMAT_FLAG, &flag);
+    mpv_set_property(m_mpv->get(), name, MPV_FORMAT_FLAG, &flag);
 }
 
 void MpvPlayer::setString(const char* name, const char* value) {
     if (m_mpv)
-        mpv_set_property_string(m_mpv, name, value);
+        mpv_set_property_string(m_mpv->get(), name, value);
 }

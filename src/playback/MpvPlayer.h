@@ -9,8 +9,8 @@
 #include <atomic>
 #include <memory>
 
-struct mpv_handle;
 struct mpv_event;
+class MpvHandle;
 class VideoRenderer;
 
 // A Player on one libmpv handle. The item is held open at its end (keep-open), so the last
@@ -23,21 +23,14 @@ class MpvPlayer : public Player {
     Q_OBJECT
 
 public:
-    // None decodes without drawing; Surface draws, in memory or into OpenGL textures as the
-    // process's render path says, for video surfaces to show.
-    enum class VideoOutput { None, Surface };
-
     explicit MpvPlayer(QObject* parent = nullptr);
     explicit MpvPlayer(VideoOutput output, QObject* parent = nullptr);
     ~MpvPlayer() override;
 
     bool isValid() const { return m_mpv != nullptr; }
-    mpv_handle* handle() const { return m_mpv; }
     VideoOutput videoOutput() const { return m_videoOutput; }
-    // The renderer surfaces draw from; none without the Surface output.
-    VideoRenderer* renderer() const { return m_renderer; }
-    // The current video's display size (aspect applied); empty before the first frame.
-    QSize videoSize() const { return m_videoSize; }
+    VideoRenderer* renderer() const override { return m_renderer.get(); }
+    QSize videoSize() const override { return m_videoSize; }
 
     quint64 load(const QUrl& url) override;
     void empty() override;
@@ -66,9 +59,8 @@ public:
 
     // The speed mpv is playing at now (0 when paused), read from the player itself.
     double effectiveRate() const;
-
-Q_SIGNALS:
-    void videoSizeChanged(QSize size);
+    // mpv's own value of a property, as text; empty when it has none.
+    QString mpvProperty(const char* name) const;
 
 private:
     struct TimeObserver {
@@ -91,9 +83,10 @@ private:
     void setFlag(const char* name, bool value);
     void setString(const char* name, const char* value);
 
-    mpv_handle* m_mpv = nullptr;
+    // Declared before the renderer, whose render context must go first.
+    std::unique_ptr<MpvHandle> m_mpv;
     VideoOutput m_videoOutput = VideoOutput::None;
-    VideoRenderer* m_renderer = nullptr;
+    std::unique_ptr<VideoRenderer> m_renderer;
     QSize m_videoSize;
     std::atomic<bool> m_drainQueued{false};
 

@@ -1,6 +1,7 @@
 #include "playback/MpvSoftwareRenderer.h"
 
-#include "core/Logging.h"
+#include "playback/MpvHandle.h"
+#include "playback/MpvRenderContext.h"
 
 #include <mpv/render.h>
 
@@ -32,19 +33,16 @@ struct MpvSoftwareRenderer::Buffer {
     uchar* data;
 };
 
-MpvSoftwareRenderer::MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent)
+MpvSoftwareRenderer::MpvSoftwareRenderer(const MpvHandle& mpv, QObject* parent)
     : VideoRenderer(parent) {
     char apiType[] = MPV_RENDER_API_TYPE_SW;
     mpv_render_param params[] = {
         {MPV_RENDER_PARAM_API_TYPE, apiType},
         {MPV_RENDER_PARAM_INVALID, nullptr},
     };
-    const int rc = mpv_render_context_create(&m_context, mpv, params);
-    if (rc < 0) {
-        qCCritical(lcPlayback, "Cannot create the video renderer: %s", mpv_error_string(rc));
-        m_context = nullptr;
+    m_context = MpvRenderContext::create(mpv.get(), params);
+    if (!m_context)
         return;
-    }
     listenForFrames();
     m_thread = std::thread([this] { run(); });
 }
@@ -54,7 +52,7 @@ MpvSoftwareRenderer::~MpvSoftwareRenderer() {
         return;
     requestStop();
     m_thread.join();
-    mpv_render_context_free(m_context);
+    m_context.reset();
 }
 
 void MpvSoftwareRenderer::releaseHiddenFrames() {
@@ -120,7 +118,7 @@ void MpvSoftwareRenderer::run() {
             {MPV_RENDER_PARAM_SKIP_RENDERING, &skipRendering},
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
-        const int rc = mpv_render_context_render(m_context, params);
+        const int rc = mpv_render_context_render(m_context->get(), params);
         lock.lock();
         if (rc < 0 || skip) {
             if (skip)

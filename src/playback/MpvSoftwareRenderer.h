@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-struct mpv_handle;
+class MpvHandle;
 
 // Draws one mpv player into memory with mpv's software renderer, on a thread of its own.
 //
@@ -20,7 +20,7 @@ class MpvSoftwareRenderer : public VideoRenderer {
 
 public:
     // Creates the render context; call right after mpv_initialize, before anything is loaded.
-    explicit MpvSoftwareRenderer(mpv_handle* mpv, QObject* parent = nullptr);
+    explicit MpvSoftwareRenderer(const MpvHandle& mpv, QObject* parent = nullptr);
     // Stops the thread and frees the render context (before the mpv handle goes).
     ~MpvSoftwareRenderer() override;
 

@@ -1,14 +1,18 @@
 #pragma once
 
 #include <QObject>
+#include <QSize>
 #include <QString>
 #include <QUrl>
 
 #include <functional>
 
+class VideoRenderer;
+
 // One video player as the player manager drives it: holds at most one item, loads it without
 // playing, reports readiness or failure, plays at a rate (0 = paused), holds the last frame when
-// the item ends, and calls back at times of the item.
+// the item ends, and calls back at times of the item. With a video output it draws its frames
+// for the video surfaces that show it.
 class Player : public QObject {
     Q_OBJECT
 
@@ -25,9 +29,16 @@ public:
         bool isUsable() const { return kind == Kind::Numeric; }
     };
 
+    // None decodes without drawing; Surface draws, in memory or into OpenGL textures as the
+    // process's render path says, for video surfaces to show.
+    enum class VideoOutput { None, Surface };
+
     using ObserverId = int;
 
     using QObject::QObject;
+
+    // A player of this program's kind (an mpv player).
+    static Player* create(VideoOutput output, QObject* parent = nullptr);
 
     // Replaces the current item with the file at url, paused. Returns the new item's serial.
     virtual quint64 load(const QUrl& url) = 0;
@@ -63,6 +74,11 @@ public:
     virtual ObserverId addBoundaryTimeObserver(double time, std::function<void()> callback) = 0;
     virtual void removeTimeObserver(ObserverId id) = 0;
 
+    // The renderer surfaces draw from; none without the Surface output.
+    virtual VideoRenderer* renderer() const = 0;
+    // The current video's display size (aspect applied); empty before the first frame.
+    virtual QSize videoSize() const = 0;
+
 Q_SIGNALS:
     // The status of item `serial` changed (to ReadyToPlay or Failed).
     void statusChanged(quint64 serial, Player::Status status);
@@ -71,4 +87,5 @@ Q_SIGNALS:
     // Item `serial` stopped playing on an error after it had become ready.
     void failedToPlayToEnd(quint64 serial, const QString& error);
     void rateChanged(double rate);
+    void videoSizeChanged(QSize size);
 };

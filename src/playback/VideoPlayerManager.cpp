@@ -5,7 +5,6 @@
 #include "core/SettingsCatalogue.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
-#include "playback/MpvPlayer.h"
 #include "playback/PlaylistManager.h"
 
 #include <QFileInfo>
@@ -35,7 +34,7 @@ VideoPlayerManager::VideoPlayerManager(const QString& screenId, Preferences& pre
     , m_preferences(preferences) {
     if (!factory)
         factory = [](QObject* owner) {
-            return new MpvPlayer(owner);
+            return Player::create(Player::VideoOutput::None, owner);
         };
     m_playerA = factory(this);
     m_playerB = factory(this);

@@ -1,7 +1,6 @@
 #include "playback/VideoRenderer.h"
 
-#include "playback/MpvGlRenderer.h"
-#include "playback/MpvSoftwareRenderer.h"
+#include "playback/MpvRenderContext.h"
 
 #include <mpv/render.h>
 
@@ -23,12 +22,6 @@ VideoRenderer::Path VideoRenderer::path() {
 
 void VideoRenderer::setPath(Path path) {
     s_path = path;
-}
-
-VideoRenderer* VideoRenderer::create(mpv_handle* mpv, QObject* parent) {
-    if (path() == Path::OpenGL)
-        return new MpvGlRenderer(mpv, parent);
-    return new MpvSoftwareRenderer(mpv, parent);
 }
 
 VideoRenderer::VideoRenderer(QObject* parent)
@@ -79,14 +72,14 @@ void VideoRenderer::removeClient(const void* client) {
 void VideoRenderer::listenForFrames() {
     // Called on mpv's threads, which must not be held up: only wake the render thread.
     mpv_render_context_set_update_callback(
-        m_context, [](void* self) { static_cast<VideoRenderer*>(self)->wake(false); }, this);
+        m_context->get(), [](void* self) { static_cast<VideoRenderer*>(self)->wake(false); }, this);
 }
 
 bool VideoRenderer::waitForFrame(std::unique_lock<std::mutex>& lock, QSize* size) {
     bool force = false;
     while (waitForWork(lock, size, &force)) {
         lock.unlock();
-        const bool newFrame = mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME;
+        const bool newFrame = mpv_render_context_update(m_context->get()) & MPV_RENDER_UPDATE_FRAME;
         lock.lock();
         if (newFrame || (force && !size->isEmpty()))
             return true;

@@ -10,8 +10,7 @@
 #include <mutex>
 #include <vector>
 
-struct mpv_handle;
-struct mpv_render_context;
+class MpvRenderContext;
 
 // Draws one mpv player for the video surfaces that show it, on a thread of its own: into memory
 // (software path) or into OpenGL textures (OpenGL path). The path is chosen once per process,
@@ -46,9 +45,6 @@ public:
     // The drawing path of this process; software until chosen otherwise.
     static Path path();
     static void setPath(Path path);
-    // A renderer of the chosen path. Call right after mpv_initialize, before anything is loaded:
-    // a load without a render context fails.
-    static VideoRenderer* create(mpv_handle* mpv, QObject* parent = nullptr);
 
     explicit VideoRenderer(QObject* parent = nullptr);
     ~VideoRenderer() override;
@@ -84,7 +80,7 @@ protected:
     // With the lock held: nobody shows the player any more.
     virtual void releaseHiddenFrames() = 0;
 
-    mpv_render_context* m_context = nullptr;
+    std::unique_ptr<MpvRenderContext> m_context;
     mutable std::mutex m_mutex;
     std::condition_variable m_wakeup;
     // Counts ready frames; guarded by m_mutex.

@@ -1,7 +1,7 @@
 #include "playback/VideoSurface.h"
 
 #include "core/Logging.h"
-#include "playback/MpvPlayer.h"
+#include "playback/Player.h"
 
 #include <QCoreApplication>
 #include <QQuickWindow>
@@ -81,7 +81,7 @@ void VideoSurface::setPlayer(Player* player) {
     disconnect(m_frameConnection);
     disconnect(m_rendererGoneConnection);
     disconnect(m_sizeConnection);
-    m_player = qobject_cast<MpvPlayer*>(player);
+    m_player = player;
     m_renderer = m_player ? m_player->renderer() : nullptr;
     m_shown = {};
     m_shownSerial = 0;
@@ -100,7 +100,7 @@ void VideoSurface::setPlayer(Player* player) {
     }
     if (m_player) {
         m_sizeConnection =
-            connect(m_player, &MpvPlayer::videoSizeChanged, this, &VideoSurface::videoSizeChanged);
+            connect(m_player, &Player::videoSizeChanged, this, &VideoSurface::videoSizeChanged);
     }
     updateTarget();
     update();

@@ -8,7 +8,6 @@
 #include <QSize>
 #include <QString>
 
-class MpvPlayer;
 class Player;
 
 // A Qt Quick item that shows one player's video, filling the item (the item's geometry decides
@@ -78,7 +77,7 @@ private:
 
     void updateTarget();
 
-    QPointer<MpvPlayer> m_player;
+    QPointer<Player> m_player;
     QPointer<VideoRenderer> m_renderer;
     QMetaObject::Connection m_frameConnection;
     QMetaObject::Connection m_rendererGoneConnection;

@@ -28,7 +28,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <memory>
 
 namespace {
@@ -55,7 +54,6 @@ private:
 class AppDelegateTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        std::setlocale(LC_NUMERIC, "C");
         SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());

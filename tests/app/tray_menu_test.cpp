@@ -22,8 +22,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
-
 namespace {
 
 QStringList texts(const QMenu& menu) {
@@ -76,7 +74,6 @@ TEST(TrayMenu, IconsFallBackToTheBundledOnes) {
 }
 
 TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
-    std::setlocale(LC_NUMERIC, "C");
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     ASSERT_TRUE(testutil::encodeClip(dir.filePath(QStringLiteral("clips/a.mp4"))));

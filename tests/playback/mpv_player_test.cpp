@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mpv/client.h>
-
 #include <memory>
 
 namespace {
@@ -50,13 +48,6 @@ protected:
         EXPECT_EQ(status.first().at(0).toULongLong(), item);
         EXPECT_EQ(status.count(), 1);
         return status.first().at(1).value<Player::Status>();
-    }
-
-    static QString mpvProperty(MpvPlayer& player, const char* name) {
-        char* value = mpv_get_property_string(player.handle(), name);
-        const QString text = QString::fromUtf8(value ? value : "");
-        mpv_free(value);
-        return text;
     }
 
     static std::unique_ptr<QTemporaryDir> s_dir;
@@ -116,8 +107,8 @@ TEST_F(MpvPlayerTest, PlaysToTheEndAndHoldsTheLastFrame) {
     EXPECT_EQ(player.status(), Player::Status::ReadyToPlay);
     EXPECT_GT(player.currentTime(), 1.5);
     // mpv still has the file open on its last frame.
-    EXPECT_EQ(mpvProperty(player, "idle-active"), QStringLiteral("no"));
-    EXPECT_FALSE(mpvProperty(player, "path").isEmpty());
+    EXPECT_EQ(player.mpvProperty("idle-active"), QStringLiteral("no"));
+    EXPECT_FALSE(player.mpvProperty("path").isEmpty());
 
     ASSERT_GE(ticks.size(), 2);
     for (qsizetype n = 1; n < ticks.size(); ++n)
@@ -156,9 +147,9 @@ TEST_F(MpvPlayerTest, RateVolumeMuteAndDisplaySleepReachMpv) {
     ASSERT_EQ(loadAndWait(player, "audio.mp4"), Player::Status::ReadyToPlay);
     // Muted by default, with no audio track so no audio device is opened.
     EXPECT_TRUE(player.isMuted());
-    EXPECT_EQ(mpvProperty(player, "mute"), QStringLiteral("yes"));
-    EXPECT_EQ(mpvProperty(player, "aid"), QStringLiteral("no"));
-    EXPECT_EQ(mpvProperty(player, "stop-screensaver"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("mute"), QStringLiteral("yes"));
+    EXPECT_EQ(player.mpvProperty("aid"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("stop-screensaver"), QStringLiteral("no"));
 
     QSignalSpy rates(&player, &Player::rateChanged);
     player.setRate(2.0);
@@ -171,10 +162,10 @@ TEST_F(MpvPlayerTest, RateVolumeMuteAndDisplaySleepReachMpv) {
     player.setMuted(false);
     player.setVolume(0.3);
     player.setPreventsDisplaySleep(true);
-    EXPECT_EQ(mpvProperty(player, "mute"), QStringLiteral("no"));
-    EXPECT_NE(mpvProperty(player, "aid"), QStringLiteral("no"));
-    EXPECT_EQ(mpvProperty(player, "volume").toDouble(), 30.0);
-    EXPECT_EQ(mpvProperty(player, "stop-screensaver"), QStringLiteral("yes"));
+    EXPECT_EQ(player.mpvProperty("mute"), QStringLiteral("no"));
+    EXPECT_NE(player.mpvProperty("aid"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("volume").toDouble(), 30.0);
+    EXPECT_EQ(player.mpvProperty("stop-screensaver"), QStringLiteral("yes"));
     player.setVolume(7.0);
     EXPECT_EQ(player.volume(), 1.0);
 }
@@ -196,7 +187,7 @@ TEST_F(MpvPlayerTest, ANewItemOrEmptyingSupersedesTheOldOne) {
     EXPECT_EQ(status.count(), 1) << "no verdict for item " << third << " after emptying";
     EXPECT_EQ(player.status(), Player::Status::Empty);
     EXPECT_EQ(player.currentItem(), 0u);
-    EXPECT_EQ(mpvProperty(player, "idle-active"), QStringLiteral("yes"));
+    EXPECT_EQ(player.mpvProperty("idle-active"), QStringLiteral("yes"));
 }
 
 } // namespace
