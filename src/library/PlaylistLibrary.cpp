@@ -3,6 +3,7 @@
 #include "core/AppPaths.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/StandardOutput.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "library/StoredJson.h"
@@ -14,7 +15,6 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -76,10 +76,7 @@ PlaylistLibrary::~PlaylistLibrary() {
 }
 
 void PlaylistLibrary::print(const QString& message) {
-    const QByteArray line =
-        (QStringLiteral("PlaylistLibrary: ") + message + QLatin1Char('\n')).toUtf8();
-    std::fputs(line.constData(), stdout);
-    std::fflush(stdout);
+    StandardOutput::printLine(QStringLiteral("PlaylistLibrary: ") + message);
 }
 
 std::optional<NamedPlaylist> PlaylistLibrary::playlist(const QUuid& id) const {
