@@ -6,6 +6,7 @@
 
 #include "BenchUtil.h"
 #include "core/Preferences.h"
+#include "core/StandardOutput.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/VideoFileTypes.h"
 
@@ -100,9 +101,10 @@ int main(int argc, char** argv) {
     const QString root = QDir(base).absoluteFilePath(QStringLiteral("orvanta-bench-tree"));
     const QString complete = root + QStringLiteral(".complete");
     if (!QFile::exists(complete)) {
-        std::printf("making %d files in %d folders under %s ...\n", kFolders * kFilesPerFolder,
-                    kFolders, qPrintable(root));
-        std::fflush(stdout);
+        StandardOutput::printLine(QStringLiteral("making %1 files in %2 folders under %3 ...")
+                                      .arg(kFolders * kFilesPerFolder)
+                                      .arg(kFolders)
+                                      .arg(root));
         if (!makeTree(root) || !QFile(complete).open(QIODevice::WriteOnly)) {
             std::fprintf(stderr, "could not make the tree\n");
             return 1;

@@ -8,6 +8,7 @@
 //                       so all runs read from the page cache.
 
 #include "BenchUtil.h"
+#include "core/StandardOutput.h"
 #include "library/MediaProbe.h"
 #include "library/ThumbnailCache.h"
 
@@ -37,8 +38,8 @@ constexpr int kRuns = 3;
 bool makeClips(const QString& folder, QStringList* paths) {
     const QString master = folder + QStringLiteral("/master.mp4");
     if (!QFile::exists(master)) {
-        std::printf("encoding a 3 s 1080p H.264 clip into %s ...\n", qPrintable(folder));
-        std::fflush(stdout);
+        StandardOutput::printLine(
+            QStringLiteral("encoding a 3 s 1080p H.264 clip into %1 ...").arg(folder));
         QDir().mkpath(folder);
         const QString partial = folder + QStringLiteral("/master.partial.mp4");
         if (!benchutil::runQuietly(

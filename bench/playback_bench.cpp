@@ -7,6 +7,7 @@
 
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
+#include "core/StandardOutput.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/MpvPlayer.h"
 #include "playback/VideoPlayerManager.h"
@@ -149,8 +150,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
 
     QTemporaryDir clips;
-    std::printf("Encoding 1080p30 H.264 clips...\n");
-    std::fflush(stdout);
+    StandardOutput::printLine(QStringLiteral("Encoding 1080p30 H.264 clips..."));
     const QString dir = clips.path();
     QDir().mkpath(dir + QStringLiteral("/queue"));
     if (!encode(dir + QStringLiteral("/long.mp4"), 30, QStringLiteral("testsrc")) ||
@@ -162,10 +162,11 @@ int main(int argc, char** argv) {
     }
 
     const Stats load = stats(loadLatencies(dir));
-    std::printf("load to ready while another 1080p30 clip plays: median %.1f ms, max %.1f ms "
-                "(goal: median <= 150 ms, max <= 300 ms)\n",
-                load.median, load.max);
-    std::fflush(stdout);
+    StandardOutput::printLine(QStringLiteral("load to ready while another 1080p30 clip plays: "
+                                             "median %1 ms, max %2 ms "
+                                             "(goal: median <= 150 ms, max <= 300 ms)")
+                                  .arg(load.median, 0, 'f', 1)
+                                  .arg(load.max, 0, 'f', 1));
 
     for (const char* name : {"a.mp4", "b.mp4", "c.mp4"}) {
         QFile::copy(dir + QLatin1Char('/') + QString::fromLatin1(name),
@@ -174,9 +175,10 @@ int main(int argc, char** argv) {
     FolderBookmarkManager folders(Preferences::standard());
     folders.addFolder(QUrl::fromLocalFile(dir + QStringLiteral("/queue")));
     const Stats cut = stats(frozenTails(0));
-    std::printf("frozen last frame at a switch, no transition: median %.1f ms, max %.1f ms\n",
-                cut.median, cut.max);
-    std::fflush(stdout);
+    StandardOutput::printLine(
+        QStringLiteral("frozen last frame at a switch, no transition: median %1 ms, max %2 ms")
+            .arg(cut.median, 0, 'f', 1)
+            .arg(cut.max, 0, 'f', 1));
     const Stats dissolve = stats(frozenTails(2));
     std::printf("frozen last frame at a switch, 1.5 s cross dissolve: median %.1f ms, "
                 "max %.1f ms\n",

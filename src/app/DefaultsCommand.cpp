@@ -1,26 +1,14 @@
 #include "app/DefaultsCommand.h"
 
+#include "app/DefaultsCommandLine.h"
 #include "core/Preferences.h"
-
-#include <QByteArray>
-#include <QRegularExpression>
+#include "core/StandardOutput.h"
 
 #include <charconv>
 #include <cmath>
 #include <memory>
 
 namespace {
-
-const QStringList kBoolFlags = {QStringLiteral("-bool"), QStringLiteral("-boolean")};
-const QStringList kIntFlags = {QStringLiteral("-int"), QStringLiteral("-integer")};
-const QStringList kFloatFlags = {QStringLiteral("-float"), QStringLiteral("-double")};
-const QStringList kStringFlags = {QStringLiteral("-string")};
-const QStringList kDataFlags = {QStringLiteral("-data")};
-
-bool isScalarFlag(const QString& flag) {
-    return kBoolFlags.contains(flag) || kIntFlags.contains(flag) || kFloatFlags.contains(flag) ||
-           kStringFlags.contains(flag) || kDataFlags.contains(flag);
-}
 
 QString formatDouble(double value) {
     if (std::isinf(value))
@@ -77,35 +65,6 @@ QString typeName(Preferences::Type type) {
     return QStringLiteral("absent");
 }
 
-std::optional<QByteArray> parseData(QString text) {
-    text = text.trimmed();
-    if (text.startsWith(QLatin1String("base64:"))) {
-        const auto decoded = QByteArray::fromBase64Encoding(
-            text.mid(7).toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-        if (!decoded)
-            return std::nullopt;
-        return *decoded;
-    }
-    QString hex = text;
-    if (hex.startsWith(QLatin1Char('<')) && hex.endsWith(QLatin1Char('>')))
-        hex = hex.mid(1, hex.size() - 2);
-    if (hex.startsWith(QLatin1String("0x"), Qt::CaseInsensitive))
-        hex = hex.mid(2);
-    hex.remove(QLatin1Char(' '));
-    static const QRegularExpression hexDigits(QStringLiteral("^([0-9A-Fa-f]{2})*$"));
-    if (hexDigits.match(hex).hasMatch())
-        return QByteArray::fromHex(hex.toLatin1());
-    // Not hex: base64 written without its prefix, accepted only when whole (padded to a
-    // multiple of four), so a mistyped hex string is refused rather than misread.
-    if (text.isEmpty() || text.size() % 4 != 0)
-        return std::nullopt;
-    const auto decoded =
-        QByteArray::fromBase64Encoding(text.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-    if (!decoded)
-        return std::nullopt;
-    return *decoded;
-}
-
 } // namespace
 
 QString DefaultsCommand::usage() {
@@ -124,6 +83,8 @@ QString DefaultsCommand::usage() {
         "                               -float   a decimal number\n"
         "                               -string  any text\n"
         "                               -data    bytes as hex (0a1b2c) or base64 (base64:ChsC)\n"
+        "                               -path    a file or folder, stored as data: the bytes\n"
+        "                                        of its absolute path (as folder bookmarks are)\n"
         "  write KEY -array [ELEMENT ...]\n"
         "                             store a list; an element is a string unless preceded\n"
         "                             by one of the type flags above\n"
@@ -166,147 +127,21 @@ QString DefaultsCommand::format(const QVariant& value, bool quoteStrings) {
     return {};
 }
 
-std::optional<QVariant> DefaultsCommand::parseValue(const QString& flag, const QString& text,
-                                                    QString* error) {
-    if (kBoolFlags.contains(flag)) {
-        const QString lower = text.trimmed().toLower();
-        if (lower == QLatin1String("true") || lower == QLatin1String("yes") ||
-            lower == QLatin1String("1"))
-            return QVariant(true);
-        if (lower == QLatin1String("false") || lower == QLatin1String("no") ||
-            lower == QLatin1String("0"))
-            return QVariant(false);
-        *error = QStringLiteral("not a boolean (true, false, yes, no, 1, 0): \"%1\"").arg(text);
-        return std::nullopt;
-    }
-    if (kIntFlags.contains(flag)) {
-        bool ok = false;
-        const qint64 value = text.trimmed().toLongLong(&ok, 10);
-        if (!ok) {
-            *error = QStringLiteral("not a 64-bit integer: \"%1\"").arg(text);
-            return std::nullopt;
-        }
-        return QVariant(value);
-    }
-    if (kFloatFlags.contains(flag)) {
-        bool ok = false;
-        const double value = text.trimmed().toDouble(&ok);
-        if (!ok || std::isnan(value)) {
-            *error = QStringLiteral("not a number: \"%1\"").arg(text);
-            return std::nullopt;
-        }
-        return QVariant(value);
-    }
-    if (kStringFlags.contains(flag))
-        return QVariant(text);
-    if (kDataFlags.contains(flag)) {
-        const auto bytes = parseData(text);
-        if (!bytes) {
-            *error = QStringLiteral("not hex or base64 data: \"%1\"").arg(text);
-            return std::nullopt;
-        }
-        return QVariant(*bytes);
-    }
-    *error = QStringLiteral("unknown type flag \"%1\"").arg(flag);
-    return std::nullopt;
-}
-
-int DefaultsCommand::run(const QStringList& arguments, FILE* out, FILE* err) {
-    QTextStream outStream(out);
-    QTextStream errStream(err);
-    return run(arguments, outStream, errStream);
-}
-
-int DefaultsCommand::run(const QStringList& arguments, QTextStream& out, QTextStream& err,
-                         Preferences* store) {
-    const auto fail = [&err](int code, const QString& message) {
-        err << "orvanta-defaults: " << message << '\n';
+int DefaultsCommand::run(const QStringList& arguments, Preferences* store) {
+    const auto fail = [](int code, const QString& message) {
+        StandardOutput::printErrorLine(QStringLiteral("orvanta-defaults: ") + message);
         if (code == UsageError)
-            err << "Try 'orvanta-defaults help' for more information.\n";
-        err.flush();
+            StandardOutput::printErrorLine(
+                QStringLiteral("Try 'orvanta-defaults help' for more information."));
         return code;
     };
-    if (arguments.isEmpty())
-        return fail(UsageError, QStringLiteral("missing command"));
-
-    const QString command = arguments.first();
-    const QStringList rest = arguments.mid(1);
-    if (command == QLatin1String("help") || command == QLatin1String("--help") ||
-        command == QLatin1String("-h")) {
-        out << usage();
-        out.flush();
+    QString error;
+    const std::optional<DefaultsCommandLine> line = DefaultsCommandLine::parse(arguments, &error);
+    if (!line)
+        return fail(UsageError, error);
+    if (line->verb == DefaultsCommandLine::Verb::Help) {
+        StandardOutput::print(usage());
         return Success;
-    }
-
-    const auto needKey = [&](qsizetype maxArguments) -> std::optional<QString> {
-        if (rest.isEmpty() || rest.first().isEmpty())
-            return std::nullopt;
-        if (rest.size() > maxArguments)
-            return std::nullopt;
-        return rest.first();
-    };
-
-    // Everything is parsed before the store is touched, so bad input never half-writes.
-    QString key;
-    QVariant valueToWrite;
-    if (command == QLatin1String("read")) {
-        if (rest.size() > 1)
-            return fail(UsageError, QStringLiteral("read takes at most one key"));
-    } else if (command == QLatin1String("read-type") || command == QLatin1String("delete")) {
-        const auto k = needKey(1);
-        if (!k)
-            return fail(UsageError, QStringLiteral("%1 takes exactly one key").arg(command));
-        key = *k;
-    } else if (command == QLatin1String("list")) {
-        if (!rest.isEmpty())
-            return fail(UsageError, QStringLiteral("list takes no arguments"));
-    } else if (command == QLatin1String("write")) {
-        if (rest.size() < 2 || rest.first().isEmpty())
-            return fail(UsageError, QStringLiteral("write needs a key and a value"));
-        key = rest.first();
-        if (key.startsWith(QLatin1Char('-')))
-            return fail(UsageError, QStringLiteral("a key cannot start with '-': \"%1\"").arg(key));
-        const QString flag = rest.at(1);
-        QString error;
-        if (flag == QLatin1String("-array")) {
-            QVariantList list;
-            for (qsizetype i = 2; i < rest.size(); ++i) {
-                const QString& element = rest.at(i);
-                if (isScalarFlag(element)) {
-                    if (i + 1 >= rest.size())
-                        return fail(UsageError, QStringLiteral("%1 needs a value").arg(element));
-                    const auto value = parseValue(element, rest.at(++i), &error);
-                    if (!value)
-                        return fail(UsageError, error);
-                    list.append(*value);
-                } else if (element.startsWith(QLatin1Char('-')) && element.size() > 1 &&
-                           !element.at(1).isDigit() && element.at(1) != QLatin1Char('.')) {
-                    return fail(UsageError, QStringLiteral("unknown type flag \"%1\" in the list; "
-                                                           "write -string %1 for that text")
-                                                .arg(element));
-                } else {
-                    list.append(QVariant(element));
-                }
-            }
-            valueToWrite = QVariant(list);
-        } else if (flag.startsWith(QLatin1Char('-')) && isScalarFlag(flag)) {
-            if (rest.size() != 3)
-                return fail(UsageError, QStringLiteral("%1 takes exactly one value").arg(flag));
-            const auto value = parseValue(flag, rest.at(2), &error);
-            if (!value)
-                return fail(UsageError, error);
-            valueToWrite = *value;
-        } else if (flag.startsWith(QLatin1Char('-')) && flag.size() > 1 && !flag.at(1).isDigit() &&
-                   flag.at(1) != QLatin1Char('.')) {
-            return fail(UsageError, QStringLiteral("unknown type flag \"%1\"").arg(flag));
-        } else {
-            if (rest.size() != 2)
-                return fail(UsageError,
-                            QStringLiteral("write takes one value; use -array for a list"));
-            valueToWrite = QVariant(flag);
-        }
-    } else {
-        return fail(UsageError, QStringLiteral("unknown command \"%1\"").arg(command));
     }
 
     std::unique_ptr<Preferences> owned;
@@ -318,35 +153,47 @@ int DefaultsCommand::run(const QStringList& arguments, QTextStream& out, QTextSt
         return fail(StoreError,
                     QStringLiteral("cannot open the preferences store %1").arg(store->filePath()));
 
-    if (command == QLatin1String("read")) {
-        if (rest.isEmpty()) {
+    const QString key = line->key.value_or(QString());
+    const auto noSuchKey = [&] {
+        return fail(NoSuchKey, QStringLiteral("the key \"%1\" does not exist").arg(key));
+    };
+    switch (line->verb) {
+    case DefaultsCommandLine::Verb::Help:
+        break;
+    case DefaultsCommandLine::Verb::Read:
+        if (!line->key) {
             for (const QString& k : store->allKeys())
-                out << k << " = " << format(store->objectForKey(k), true) << '\n';
+                StandardOutput::printLine(k + QStringLiteral(" = ") +
+                                          format(store->objectForKey(k), true));
         } else {
-            key = rest.first();
             const QVariant value = store->objectForKey(key);
             if (!value.isValid())
-                return fail(NoSuchKey, QStringLiteral("the key \"%1\" does not exist").arg(key));
-            out << format(value) << '\n';
+                return noSuchKey();
+            StandardOutput::printLine(format(value));
         }
-    } else if (command == QLatin1String("read-type")) {
+        break;
+    case DefaultsCommandLine::Verb::ReadType: {
         const Preferences::Type type = store->typeForKey(key);
         if (type == Preferences::Type::Absent)
-            return fail(NoSuchKey, QStringLiteral("the key \"%1\" does not exist").arg(key));
-        out << typeName(type) << '\n';
-    } else if (command == QLatin1String("list")) {
+            return noSuchKey();
+        StandardOutput::printLine(typeName(type));
+        break;
+    }
+    case DefaultsCommandLine::Verb::List:
         for (const QString& k : store->allKeys())
-            out << k << '\t' << typeName(store->typeForKey(k)) << '\n';
-    } else if (command == QLatin1String("delete")) {
+            StandardOutput::printLine(k + QLatin1Char('\t') + typeName(store->typeForKey(k)));
+        break;
+    case DefaultsCommandLine::Verb::Delete:
         if (!store->objectForKey(key).isValid())
-            return fail(NoSuchKey, QStringLiteral("the key \"%1\" does not exist").arg(key));
+            return noSuchKey();
         store->removeObject(key);
         if (store->objectForKey(key).isValid())
             return fail(StoreError, QStringLiteral("could not delete \"%1\"").arg(key));
-    } else if (command == QLatin1String("write")) {
-        if (!store->setValue(key, valueToWrite))
+        break;
+    case DefaultsCommandLine::Verb::Write:
+        if (!store->setValue(key, line->value))
             return fail(StoreError, QStringLiteral("could not write \"%1\"").arg(key));
+        break;
     }
-    out.flush();
     return Success;
 }

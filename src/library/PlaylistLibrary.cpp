@@ -4,6 +4,7 @@
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
+#include "core/StandardOutput.h"
 #include "library/FolderBookmarkManager.h"
 #include "library/PlaylistPersistence.h"
 #include "library/StoredJson.h"
@@ -15,7 +16,6 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -81,10 +81,7 @@ PlaylistLibrary::~PlaylistLibrary() {
 }
 
 void PlaylistLibrary::print(const QString& message) {
-    const QByteArray line =
-        (QStringLiteral("PlaylistLibrary: ") + message + QLatin1Char('\n')).toUtf8();
-    std::fputs(line.constData(), stdout);
-    std::fflush(stdout);
+    StandardOutput::printLine(QStringLiteral("PlaylistLibrary: ") + message);
 }
 
 std::optional<NamedPlaylist> PlaylistLibrary::playlist(const QUuid& id) const {

@@ -3,6 +3,7 @@
 #include "core/AppPaths.h"
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
+#include "core/StandardOutput.h"
 #include "library/PlaylistLibrary.h"
 #include "library/StoredJson.h"
 
@@ -14,7 +15,6 @@
 #include <QThread>
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 
 namespace {
@@ -144,11 +144,8 @@ QString PlaylistPersistence::metadataCacheKey() {
 }
 
 void PlaylistPersistence::print(const QString& message) const {
-    const QByteArray line = (QStringLiteral("PlaylistPersistence[") + m_screenId +
-                             QStringLiteral("]: ") + message + QLatin1Char('\n'))
-                                .toUtf8();
-    std::fputs(line.constData(), stdout);
-    std::fflush(stdout);
+    StandardOutput::printLine(QStringLiteral("PlaylistPersistence[") + m_screenId +
+                              QStringLiteral("]: ") + message);
 }
 
 void PlaylistPersistence::setShuffleEnabled(bool enabled) {

@@ -1,5 +1,6 @@
 #include "library/ThumbnailCache.h"
 
+#include "core/StandardOutput.h"
 #include "library/MediaProbe.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -26,8 +26,7 @@ QImage generate(const QUrl& url) {
         const QString line = QStringLiteral("ThumbnailCache: Failed to generate thumbnail for "
                                             "%1: %2")
                                  .arg(url.fileName(), error);
-        std::printf("%s\n", line.toUtf8().constData());
-        std::fflush(stdout);
+        StandardOutput::printLine(line);
         return {};
     }
     return *image;

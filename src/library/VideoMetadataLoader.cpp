@@ -1,5 +1,6 @@
 #include "library/VideoMetadataLoader.h"
 
+#include "core/StandardOutput.h"
 #include "library/MediaProbe.h"
 #include "library/PlaylistLibrary.h"
 
@@ -11,15 +12,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <optional>
 
 namespace {
-
-void printLine(const QString& line) {
-    std::printf("%s\n", line.toUtf8().constData());
-    std::fflush(stdout);
-}
 
 // Writes the result into the item if its playlist and the item are still there.
 void apply(PlaylistLibrary& library, const QUuid& playlistId, const QUuid& itemId,
@@ -80,10 +75,11 @@ void VideoMetadataLoader::loadMetadata(const QUrl& url, PlaylistLibrary& library
         QString error;
         const std::optional<MediaProbe::Info> info = MediaProbe::probe(url.toLocalFile(), &error);
         if (!info || !info->hasVideo) {
-            printLine(info ? QStringLiteral("VideoMetadataLoader: No video track for %1").arg(name)
-                           : QStringLiteral("VideoMetadataLoader: Failed to load metadata for "
-                                            "%1: %2")
-                                 .arg(name, error));
+            StandardOutput::printLine(
+                info ? QStringLiteral("VideoMetadataLoader: No video track for %1").arg(name)
+                     : QStringLiteral("VideoMetadataLoader: Failed to load metadata for "
+                                      "%1: %2")
+                           .arg(name, error));
             finishLoading(url);
             return;
         }

@@ -1,7 +1,8 @@
 #include "playback/PlaylistManager.h"
 
 #include "library/PlaylistPersistence.h"
-#include "playback/SecureRandom.h"
+
+#include <QRandomGenerator>
 
 PlaylistManager::PlaylistManager(const QString& screenId, QObject* parent)
     : QObject(parent)
@@ -80,7 +81,8 @@ std::optional<QUrl> PlaylistManager::previousVideo(qsizetype before) {
 void PlaylistManager::shuffle(QList<QUrl>& urls) {
     const qsizetype count = urls.size();
     for (qsizetype i = 0; i + 1 < count; ++i) {
-        const auto j = i + qsizetype(SecureRandom::uniform(quint64(count - i)));
+        // The 64-bit overload: the 32-bit one favours some results for large bounds.
+        const auto j = i + qsizetype(QRandomGenerator::system()->bounded(quint64(count - i)));
         if (j != i)
             urls.swapItemsAt(i, j);
     }

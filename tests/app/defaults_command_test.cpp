@@ -1,6 +1,8 @@
 #include "core/Preferences.h"
 #include "support/TestUtil.h"
 
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -110,6 +112,22 @@ TEST_F(DefaultsCommandTest, ListsAndReadsAllKeysAndDeletes) {
     EXPECT_EQ(ok(args({"list"})), QStringLiteral("b\tinteger\n"));
 }
 
+TEST_F(DefaultsCommandTest, PathsAreStoredAsTheBytesOfTheirAbsolutePath) {
+    const auto data = [](const QString& path) {
+        return QLatin1Char('<') + QString::fromLatin1(QFile::encodeName(path).toHex()) +
+               QLatin1Char('>');
+    };
+    ok(args({"write", "videoFoldersBookmarks", "-array", "-path", "/mnt/clips/", "-path",
+             "/home/\u00e9/../Videos"}));
+    EXPECT_EQ(ok(args({"read", "videoFoldersBookmarks"})),
+              QStringLiteral("( %1, %2 )\n")
+                  .arg(data(QStringLiteral("/mnt/clips")), data(QStringLiteral("/home/Videos"))));
+    // The tool runs in this test's current folder.
+    ok(args({"write", "folder", "-path", "clips"}));
+    EXPECT_EQ(ok(args({"read", "folder"})),
+              data(QDir::current().absoluteFilePath(QStringLiteral("clips"))) + QLatin1Char('\n'));
+}
+
 TEST_F(DefaultsCommandTest, BadInputIsRefusedWithoutTouchingTheStore) {
     ok(args({"write", "videoScaling", "-int", "1"}));
     const QList<QStringList> bad = {
@@ -128,6 +146,7 @@ TEST_F(DefaultsCommandTest, BadInputIsRefusedWithoutTouchingTheStore) {
         args({"write", "videoScaling", "-data", "zz!"}),
         args({"write", "videoScaling", "-data", "abc"}),
         args({"write", "videoScaling", "-date", "today"}),
+        args({"write", "videoScaling", "-path", ""}),
         args({"write", "videoScaling", "-array", "a", "-int", "x"}),
         args({"write", "videoScaling", "-array", "a", "-int"}),
         args({"write", "videoScaling", "-array", "-dict"}),
@@ -150,7 +169,7 @@ TEST_F(DefaultsCommandTest, HelpExplainsTheCommands) {
     const QString text = ok(args({"help"}));
     EXPECT_TRUE(text.startsWith(QStringLiteral("Usage: orvanta-defaults COMMAND")));
     for (const char* word : {"read", "write", "delete", "list", "-bool", "-int", "-float",
-                             "-string", "-data", "-array", "base64"})
+                             "-string", "-data", "-path", "-array", "base64"})
         EXPECT_TRUE(text.contains(QString::fromUtf8(word))) << word;
 }
 

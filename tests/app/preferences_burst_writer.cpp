@@ -1,10 +1,9 @@
 // Writes key "k<n>" = n for n = 0, 1, 2, ... and prints n once each write has been committed,
 // until it is killed.
 #include "core/Preferences.h"
+#include "core/StandardOutput.h"
 
 #include <QString>
-
-#include <cstdio>
 
 int main(int argc, char** argv) {
     if (argc != 2)
@@ -19,7 +18,6 @@ int main(int argc, char** argv) {
                             : store.set(key, QVariantList{QVariant(n), QVariant(QString(64, 'x'))});
         if (!ok)
             return 4;
-        std::printf("%lld\n", static_cast<long long>(n));
-        std::fflush(stdout);
+        StandardOutput::printLine(QString::number(n));
     }
 }

@@ -2,14 +2,11 @@
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/PlaylistManager.h"
-#include "playback/SecureRandom.h"
 #include "support/TestUtil.h"
 
 #include <QHash>
 
 #include <gtest/gtest.h>
-
-#include <limits>
 
 namespace {
 
@@ -18,27 +15,6 @@ QList<QUrl> files(std::initializer_list<const char*> names) {
     for (const char* name : names)
         urls.append(QUrl::fromLocalFile(QStringLiteral("/videos/") + QString::fromUtf8(name)));
     return urls;
-}
-
-TEST(SecureRandom, BoundedDrawsRejectTheBiasedTopOfTheRange) {
-    // 2^64 mod 3 = 1: the single largest word would favour 0 and is drawn again.
-    QList<quint64> words{std::numeric_limits<quint64>::max(), 5};
-    int drawn = 0;
-    const auto next = [&] {
-        return words.at(drawn++);
-    };
-    EXPECT_EQ(SecureRandom::uniform(3, next), 2u);
-    EXPECT_EQ(drawn, 2);
-
-    // A power of two has no biased top: every word is used.
-    words = {std::numeric_limits<quint64>::max()};
-    drawn = 0;
-    EXPECT_EQ(SecureRandom::uniform(4, next), 3u);
-    EXPECT_EQ(drawn, 1);
-
-    EXPECT_EQ(SecureRandom::uniform(1), 0u);
-    for (int n = 0; n < 1000; ++n)
-        EXPECT_LT(SecureRandom::uniform(7), 7u);
 }
 
 TEST(PlaylistManagerShuffle, EveryOrderIsEquallyLikely) {
@@ -66,9 +42,7 @@ TEST(PlaylistManagerShuffle, EveryOrderIsEquallyLikely) {
 
 class PlaylistManagerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        testutil::resetUserStore();
-    }
+    void SetUp() override { testutil::resetUserStore(); }
 
     PlaylistPersistence& persistence() { return PlaylistPersistence::forScreen(m_screen); }
 
