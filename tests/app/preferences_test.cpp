@@ -209,7 +209,7 @@ TEST_F(PreferencesTest, ChangesFromAnotherConnectionAreNoticed) {
         other.set(QStringLiteral("retyped"), 1);
     }
     ASSERT_TRUE(testutil::waitUntil([&] { return keys.count() >= 3; }));
-    testutil::processEventsFor(100);
+    testutil::settle();
 
     QStringList changedKeys;
     for (const auto& arguments : keys)
