@@ -13,6 +13,7 @@
 #include "playback/MpvGlRenderer.h"
 #include "playback/MpvPlayer.h"
 #include "playback/ScreenIdentifier.h"
+#include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
@@ -152,8 +153,9 @@ TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
     EXPECT_NE(edid,
               ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
                                                 QStringLiteral("ABC124"), QStringLiteral("DP-1")));
+    // FNV-1a of "DP-1".
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, QStringLiteral("DP-1")),
-              QString::number(ScreenIdentifier::fnv1a("DP-1")));
+              QStringLiteral("498784119"));
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), QStringLiteral("0"));
     // FNV-1a's published check values.
     EXPECT_EQ(ScreenIdentifier::fnv1a(""), 2166136261u);
@@ -523,6 +525,24 @@ TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
     const quint64 shown = shownFrames(0);
     ASSERT_TRUE(testutil::waitUntil([&] { return shownFrames(0) > shown + 3; }));
     EXPECT_EQ(shownClip(controllers[0]->screen()->geometry().center()), clip);
+}
+
+// Last: this program runs in a harness of its own, which takes the unplugged monitor with it.
+TEST_F(DesktopWindowTest, UnpluggingAMonitorIsOneScreenChange) {
+    ScreenWatcher watcher;
+    QSignalSpy changes(&watcher, &ScreenWatcher::screensChanged);
+    const testutil::ProcessResult result = testutil::runProcess(
+        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    ASSERT_TRUE(testutil::waitUntil([&] { return changes.count() >= 1; }));
+    // Past the watcher's gathering of the change's events (0.2 s).
+    testutil::waitTimerPeriods(200);
+    testutil::settle();
+    EXPECT_EQ(changes.count(), 1);
+    ASSERT_EQ(QGuiApplication::screens().size(), 1);
+    DesktopWindowController controller(QGuiApplication::screens().constFirst());
+    controller.showWindow();
+    EXPECT_EQ(controller.window()->geometry(), QRect(0, 0, 1920, 1080));
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -59,6 +60,14 @@ void settle() {
         QCoreApplication::sendPostedEvents();
         QCoreApplication::processEvents(QEventLoop::AllEvents);
     }
+}
+
+void waitTimerPeriods(int intervalMs, int periods) {
+    int fired = 0;
+    QTimer probe;
+    QObject::connect(&probe, &QTimer::timeout, [&fired] { ++fired; });
+    probe.start(intervalMs);
+    waitUntil([&] { return fired >= periods; });
 }
 
 ProcessResult runProcess(const QString& program, const QStringList& arguments,

@@ -34,6 +34,11 @@ bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 15000);
 // queued call that is pending, until none is left (for checks that something did NOT happen).
 void settle();
 
+// Runs the event loop until a timer of the given interval, started now, has fired `periods`
+// times: a timer of the same interval that the code under test started earlier has fired by then,
+// however late a loaded machine runs both.
+void waitTimerPeriods(int intervalMs, int periods = 2);
+
 struct ProcessResult {
     int exitCode = -1;
     bool crashed = false;
