@@ -209,6 +209,8 @@ TEST_F(PreferencesTest, ChangesFromAnotherConnectionAreNoticed) {
         other.set(QStringLiteral("retyped"), 1);
     }
     ASSERT_TRUE(testutil::waitUntil([&] { return keys.count() >= 3; }));
+    // Past the store's second look at a file still locked by its writer (50 ms).
+    testutil::waitTimerPeriods(50);
     testutil::settle();
 
     QStringList changedKeys;

@@ -202,6 +202,7 @@ TEST_F(VideoPlayerManagerTest, AdvanceRequestsWhileLoadingAreDropped) {
     EXPECT_EQ(manager.currentIndex(), 1);
     ASSERT_TRUE(waitForTransitions(transitions, 2));
     testutil::settle();
+    EXPECT_FALSE(manager.isPreparingNextVideo()) << "no load left that could switch again";
     EXPECT_EQ(transitions.count(), 2);
     EXPECT_EQ(manager.currentIndex(), 1);
 }
