@@ -53,9 +53,6 @@ public:
     // One line such as "9:00 - 17:30, weekdays".
     QString statusText() const;
 
-    // The repeating minute timer once monitoring started, else null.
-    const QTimer* timer() const { return m_timer; }
-
 Q_SIGNALS:
     void isWithinScheduleChanged(bool isWithinSchedule);
 

@@ -146,7 +146,7 @@ TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEve
     EXPECT_EQ(m_delegate->displays().size(), 2);
     EXPECT_EQ(m_delegate->primaryPlayerManager(), managers().value(0));
     EXPECT_TRUE(m_delegate->hasKeyEventMonitor());
-    testutil::processEventsFor(300);
+    testutil::settle();
     EXPECT_FALSE(m_delegate->isPlaying());
     EXPECT_EQ(m_delegate->playingScreenCount(), 0);
 
@@ -194,24 +194,6 @@ TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
     EXPECT_FALSE(MediaKeyHandler::shared().isEnabled());
 }
 
-TEST_F(AppDelegateTest, SyncModeCountsWindowsFirstThenTheOneSharedManager) {
-    addClips();
-    SyncManager::shared().setSyncEnabled(true);
-    launch();
-    VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
-    ASSERT_NE(shared, nullptr);
-    ASSERT_EQ(m_delegate->displays().size(), 1);
-    EXPECT_EQ(m_delegate->displays().front().screenName, QStringLiteral("All Displays (Synced)"));
-    EXPECT_EQ(m_delegate->primaryPlayerManager(), shared);
-
-    m_delegate->startAllPlayback();
-    EXPECT_EQ(m_delegate->playingScreenCount(), 2);
-    EXPECT_TRUE(m_delegate->isPlaying());
-    EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->playingScreenCount() == 1; }));
-    EXPECT_TRUE(shared->isPlaying());
-    EXPECT_TRUE(m_delegate->isPlaying());
-}
-
 TEST_F(AppDelegateTest, RebuildWhilePlayingStopsAndResumesOnTheNewWindows) {
     addClips();
     m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
@@ -227,8 +209,13 @@ TEST_F(AppDelegateTest, RebuildWhilePlayingStopsAndResumesOnTheNewWindows) {
     ASSERT_NE(shared, nullptr);
     for (VideoPlayerManager* manager : managers())
         EXPECT_EQ(manager, shared);
+    // Synchronised, the screens are one display, played by the one shared manager.
+    ASSERT_EQ(m_delegate->displays().size(), 1);
+    EXPECT_EQ(m_delegate->displays().front().screenName, QStringLiteral("All Displays (Synced)"));
+    EXPECT_EQ(m_delegate->primaryPlayerManager(), shared);
     EXPECT_TRUE(
         testutil::waitUntil([&] { return m_delegate->isPlaying() && shared->isPlaying(); }));
+    EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->playingScreenCount() == 1; }));
 }
 
 TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnReopening) {
@@ -245,11 +232,11 @@ TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnR
 
     m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(18, 0)));
     m_schedule->checkSchedule();
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_FALSE(m_delegate->pausedBySchedule());
     m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
     m_schedule->checkSchedule();
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_FALSE(m_delegate->isPlaying()) << "the schedule never started it";
 
     // The same closing while playing pauses, and the reopening resumes.
@@ -286,7 +273,7 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
     EXPECT_TRUE(m_delegate->isPlaying());
     ASSERT_TRUE(waitForIndex(0));
     QTest::keyClick(window, Qt::Key_Right);
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_TRUE(waitForIndex(0)) << "an arrow without Ctrl is passed on";
     QTest::keyClick(window, Qt::Key_Right, Qt::ControlModifier);
     EXPECT_TRUE(waitForIndex(1));
@@ -297,7 +284,7 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
     ASSERT_EQ(window->focusObject(), field);
     QTest::keyClick(window, Qt::Key_Space);
     QTest::keyClick(window, Qt::Key_Right, Qt::ControlModifier);
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_EQ(field->property("text").toString(), QStringLiteral(" "));
     EXPECT_TRUE(m_delegate->isPlaying());
     EXPECT_TRUE(waitForIndex(0));
@@ -323,7 +310,7 @@ TEST_F(AppDelegateTest, PauseOnBatteryFollowsThePowerSourceAndExternalPowerStart
 
     m_store.set(QStringLiteral("pauseOnBattery"), false);
     m_power->setOnBattery(true);
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_TRUE(m_delegate->isPlaying());
 }
 

@@ -204,7 +204,9 @@ TEST_F(PreferencesTest, ChangesFromAnotherConnectionAreNoticed) {
         other.set(QStringLiteral("retyped"), 1);
     }
     ASSERT_TRUE(testutil::waitUntil([&] { return keys.count() >= 3; }));
-    testutil::processEventsFor(100);
+    // Past the store's second look at a file still locked by its writer (50 ms).
+    testutil::waitTimerPeriods(50);
+    testutil::settle();
 
     QStringList changedKeys;
     for (const auto& arguments : keys)

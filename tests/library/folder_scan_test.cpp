@@ -3,7 +3,6 @@
 #include "core/Preferences.h"
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
-#include "video_fixture.h"
 
 #include <QDir>
 #include <QFile>
@@ -27,7 +26,7 @@ using Urls = QList<QUrl>;
 //            sub/ f.mp4  deeper/g.webm  loop -> ..  zz -> deeper
 class FolderScanTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { s_mp4 = videofixture::encodeClip(QStringLiteral("mp4")); }
+    static void SetUpTestSuite() { s_mp4 = testutil::encodedClip(QStringLiteral("mp4")); }
 
     void SetUp() override {
         ASSERT_FALSE(s_mp4.isEmpty()) << "ffmpeg could not encode the MP4 fixture";

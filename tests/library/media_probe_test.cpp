@@ -1,7 +1,7 @@
 #include "library/MediaProbe.h"
 
-#include "media_clips.h"
 #include "support/TestUtil.h"
+#include "support/media_clips.h"
 
 #include <QFile>
 #include <QStandardPaths>
@@ -15,7 +15,6 @@
 namespace {
 
 using mediaclips::clips;
-using mediaclips::dominantColour;
 
 const QString kInvalidData =
     QStringLiteral("The file couldn’t be opened: Invalid data found when processing input.");
@@ -44,10 +43,10 @@ protected:
     // The first frame as ffmpeg's own command shows it (rotated by its display matrix).
     static QImage ffmpegFrame(const QString& path, QSize size) {
         const QString output = clips().folder + QStringLiteral("/reference.rgba");
-        if (!mediaclips::ffmpeg({QStringLiteral("-i"), path, QStringLiteral("-frames:v"),
-                                 QStringLiteral("1"), QStringLiteral("-f"),
-                                 QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"),
-                                 QStringLiteral("rgba"), output}))
+        if (!testutil::ffmpeg({QStringLiteral("-i"), path, QStringLiteral("-frames:v"),
+                               QStringLiteral("1"), QStringLiteral("-f"),
+                               QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"),
+                               QStringLiteral("rgba"), output}))
             return {};
         QFile file(output);
         if (!file.open(QIODevice::ReadOnly))
@@ -143,25 +142,25 @@ TEST_F(MediaProbeTest, FramesFitTheBoxKeepingAspect) {
 
 TEST_F(MediaProbeTest, FrameIsTheFirstShownAtOrAfterTheTime) {
     // From the key frame at the start, decoding forward.
-    EXPECT_EQ(dominantColour(frame(clips().shortColours, 0.0)), QStringLiteral("red"));
-    EXPECT_EQ(dominantColour(frame(clips().shortColours, 0.45)), QStringLiteral("red"));
-    EXPECT_EQ(dominantColour(frame(clips().shortColours, 0.504)), QStringLiteral("green"));
-    EXPECT_EQ(dominantColour(frame(clips().shortColours, 0.7)), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().shortColours, 0.0)), QStringLiteral("red"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().shortColours, 0.45)), QStringLiteral("red"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().shortColours, 0.504)), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().shortColours, 0.7)), QStringLiteral("blue"));
     // After a seek to the key frame before the time (0.96 s).
-    EXPECT_EQ(dominantColour(frame(clips().longColours, 0.95)), QStringLiteral("red"));
-    EXPECT_EQ(dominantColour(frame(clips().longColours, 1.0)), QStringLiteral("green"));
-    EXPECT_EQ(dominantColour(frame(clips().longColours, 1.15)), QStringLiteral("green"));
-    EXPECT_EQ(dominantColour(frame(clips().longColours, 6.0)), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().longColours, 0.95)), QStringLiteral("red"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().longColours, 1.0)), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().longColours, 1.15)), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().longColours, 6.0)), QStringLiteral("blue"));
 }
 
 TEST_F(MediaProbeTest, FrameMoreThanTwoSecondsLateGivesWayToTheOneBefore) {
     // Frames at 0 s (red) and 5 s (blue).
-    EXPECT_EQ(dominantColour(frame(clips().gap, 0.0)), QStringLiteral("red"));
-    EXPECT_EQ(dominantColour(frame(clips().gap, 2.9)), QStringLiteral("red"));
-    EXPECT_EQ(dominantColour(frame(clips().gap, 3.5)), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().gap, 0.0)), QStringLiteral("red"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().gap, 2.9)), QStringLiteral("red"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().gap, 3.5)), QStringLiteral("blue"));
     // Past the end: the last frame.
-    EXPECT_EQ(dominantColour(frame(clips().gap, 100.0)), QStringLiteral("blue"));
-    EXPECT_EQ(dominantColour(frame(clips().shortColours, 100.0)), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().gap, 100.0)), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(frame(clips().shortColours, 100.0)), QStringLiteral("blue"));
 }
 
 TEST_F(MediaProbeTest, TimeMayBeChosenFromTheDuration) {
@@ -176,7 +175,7 @@ TEST_F(MediaProbeTest, TimeMayBeChosenFromTheDuration) {
         QSize(400, 400), &error);
     ASSERT_TRUE(image) << qPrintable(error);
     EXPECT_NEAR(seen, 12.0, 0.05);
-    EXPECT_EQ(dominantColour(*image), QStringLiteral("blue"));
+    EXPECT_EQ(testutil::primaryName(*image), QStringLiteral("blue"));
 }
 
 TEST_F(MediaProbeTest, RotatedFramesMatchFFmpegsOwnRotation) {
@@ -193,8 +192,8 @@ TEST_F(MediaProbeTest, RotatedFramesMatchFFmpegsOwnRotation) {
         int redQuadrants = 0;
         for (const QRect& quadrant :
              {QRect(0, 0, w, h), QRect(w, 0, w, h), QRect(0, h, w, h), QRect(w, h, w, h)}) {
-            const QColor mine = mediaclips::averageColour(ours, quadrant);
-            const QColor theirs = mediaclips::averageColour(reference, quadrant);
+            const QColor mine = testutil::averageColour(ours, quadrant);
+            const QColor theirs = testutil::averageColour(reference, quadrant);
             EXPECT_NEAR(mine.red(), theirs.red(), 12);
             EXPECT_NEAR(mine.green(), theirs.green(), 12);
             EXPECT_NEAR(mine.blue(), theirs.blue(), 12);

@@ -182,7 +182,8 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
     NamedPlaylist changed = evening;
     changed.name = QStringLiteral("Late");
     changed.modifiedDate = Timestamp{0};
-    testutil::processEventsFor(5); // so that "now" is later than the creation
+    // So that "now" is later than the creation.
+    ASSERT_TRUE(testutil::waitUntil([&] { return Timestamp::now() > evening.createdDate; }));
     library->updatePlaylist(changed);
     EXPECT_EQ(library->playlists().at(0).name, "Late");
     expectSavedAndAnnounced("update");
@@ -517,7 +518,7 @@ TEST_F(PlaylistLibraryTest, RequestsWhileAScanIsUnderWayAreDropped) {
     Q_EMIT NotificationCenter::instance().videoFoldersDidChange();
     ASSERT_TRUE(testutil::waitUntil([&] { return synced.count() >= 1; }));
     EXPECT_FALSE(library->isSyncing());
-    testutil::processEventsFor(200);
+    testutil::settle();
     EXPECT_EQ(synced.count(), 1);
     ASSERT_EQ(syncing.count(), 2);
     EXPECT_EQ(syncing.at(0).at(0), QVariant(true));
@@ -540,7 +541,7 @@ TEST_F(PlaylistLibraryTest, ALibraryGoneWhileItsScanRunsIsLeftAlone) {
         auto library = std::make_unique<PlaylistLibrary>(prefs());
         EXPECT_TRUE(library->isSyncing());
         library.reset();
-        testutil::processEventsFor(50);
+        testutil::settle();
     }
     // No scan result was applied: nothing created, saved or assigned.
     EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();

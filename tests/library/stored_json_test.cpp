@@ -424,22 +424,6 @@ TEST(NamedPlaylistValues, CountsTotalsAndPlayableFiles) {
                            QUrl::fromLocalFile(QStringLiteral("/other/c.mp4"))}));
 }
 
-TEST(PlaylistSortOrderValues, StoredValuesLabelsAndSymbols) {
-    const QStringList labels = {"Manual", "Name", "Duration", "Date Added", "Resolution"};
-    const QStringList symbols = {"hand.draw", "textformat.abc", "clock", "calendar",
-                                 "rectangle.expand.vertical"};
-    ASSERT_EQ(std::size(PlaylistSortOrders::all), std::size_t(5));
-    for (int value = 0; value < 5; ++value) {
-        SCOPED_TRACE(value);
-        const PlaylistSortOrder order = PlaylistSortOrders::all[value];
-        EXPECT_EQ(PlaylistSortOrders::fromValue(value), order);
-        EXPECT_EQ(PlaylistSortOrders::label(order), labels.at(value));
-        EXPECT_EQ(PlaylistSortOrders::symbol(order), symbols.at(value));
-    }
-    EXPECT_FALSE(PlaylistSortOrders::fromValue(5));
-    EXPECT_FALSE(PlaylistSortOrders::fromValue(-1));
-}
-
 TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrder) {
     QList<PlaylistItem> items;
     for (const char* name : {"a", "b", "c", "d", "e"})

@@ -1,8 +1,8 @@
 #include "library/ThumbnailCache.h"
 
-#include "media_clips.h"
 #include "support/StdoutCapture.h"
 #include "support/TestUtil.h"
+#include "support/media_clips.h"
 
 #include <QFile>
 #include <QSemaphore>
@@ -12,13 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <memory>
 
 namespace {
 
 using mediaclips::clips;
-using mediaclips::dominantColour;
 
 const QString kNoVideoTrack = QStringLiteral(
     "ThumbnailCache: Failed to generate thumbnail for audio.m4a: The file has no video track.");
@@ -37,8 +35,7 @@ protected:
     }
     void TearDown() override {
         // Generations still running post to the application; let them land first.
-        QThreadPool::globalInstance()->waitForDone();
-        testutil::processEventsFor(50);
+        testutil::settle();
     }
 
     // Asks for a thumbnail; the returned record fills in when the completion runs.
@@ -88,27 +85,13 @@ protected:
     std::unique_ptr<ThumbnailCache> m_cache;
 };
 
-TEST_F(ThumbnailCacheTest, FrameTimeIsATenthOfTheDurationAtMostOneSecond) {
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(5.0), 0.5);
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(9.0), 0.9);
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(10.0), 1.0);
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(3600.0), 1.0);
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(0.0), 0.0);
-    EXPECT_DOUBLE_EQ(ThumbnailCache::frameTime(std::numeric_limits<double>::quiet_NaN()), 0.0);
-}
-
 TEST_F(ThumbnailCacheTest, ClipIsShownAtATenthOfItsLengthAtMostOneSecond) {
     // 5.04 s: the frame at 0.504 s is the green one; the start is red, the rest blue.
-    EXPECT_EQ(dominantColour(thumbnail(clips().shortColours)), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(thumbnail(clips().shortColours)), QStringLiteral("green"));
     // 12 s: green from 1 s to 1.2 s; a tenth of the length (1.2 s) would be blue.
-    EXPECT_EQ(dominantColour(thumbnail(clips().longColours)), QStringLiteral("green"));
-}
-
-TEST_F(ThumbnailCacheTest, ThumbnailsFitFourHundredPixelsKeepingAspect) {
-    EXPECT_EQ(thumbnail(clips().fullHD).size(), QSize(400, 225));
+    EXPECT_EQ(testutil::primaryName(thumbnail(clips().longColours)), QStringLiteral("green"));
+    // Fitted into 400 pixels as MediaProbe fits frames.
     EXPECT_EQ(thumbnail(clips().fullHDPortrait).size(), QSize(225, 400));
-    EXPECT_EQ(thumbnail(clips().portrait).size(), QSize(180, 320));
-    EXPECT_EQ(thumbnail(clips().landscape).size(), QSize(320, 180));
 }
 
 TEST_F(ThumbnailCacheTest, CachedThumbnailIsDeliveredBeforeTheCallReturns) {
@@ -167,6 +150,7 @@ TEST_F(ThumbnailCacheTest, SecondRequestGetsNothingWhenGenerationTakesLonger) {
     EXPECT_EQ(second->calls, 1);
 }
 
+// The failure's description is MediaProbe's, tested there.
 TEST_F(ThumbnailCacheTest, FailurePrintsALineAndIsTriedAgainNextTime) {
     StdoutCapture output;
     EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
@@ -177,16 +161,6 @@ TEST_F(ThumbnailCacheTest, FailurePrintsALineAndIsTriedAgainNextTime) {
     EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
     EXPECT_EQ(output.count(kNoVideoTrack), 2);
 
-    EXPECT_TRUE(thumbnail(clips().empty).isNull());
-    EXPECT_TRUE(thumbnail(clips().notVideo).isNull());
-    EXPECT_EQ(output.count(QStringLiteral(
-                  "ThumbnailCache: Failed to generate thumbnail for empty.mp4: The file couldn’t "
-                  "be opened: Invalid data found when processing input.")),
-              1);
-    EXPECT_EQ(output.count(QStringLiteral(
-                  "ThumbnailCache: Failed to generate thumbnail for not-video.mp4: The file "
-                  "couldn’t be opened: Invalid data found when processing input.")),
-              1);
     EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
 }
 
@@ -268,21 +242,17 @@ TEST_F(ThumbnailCacheTest, CacheGoneBeforeTheResultDeliversNothingButRetriesGetN
     }
     ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0; }));
     EXPECT_TRUE(second->image.isNull());
-    QThreadPool::globalInstance()->waitForDone();
-    testutil::processEventsFor(100);
+    testutil::settle();
     EXPECT_EQ(first->calls, 0);
     EXPECT_EQ(second->calls, 1);
 }
 
 TEST_F(ThumbnailCacheTest, MemorySizesReadInBinaryUnits) {
-    EXPECT_EQ(ThumbnailCache::memorySizeText(0), QStringLiteral("Zero KB"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(1), QStringLiteral("1 byte"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(512), QStringLiteral("512 bytes"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(1024), QStringLiteral("1 KB"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(100000), QStringLiteral("98 KB"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(1048575), QStringLiteral("1.0 MB"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(5000000), QStringLiteral("4.8 MB"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(6000000), QStringLiteral("5.7 MB"));
     EXPECT_EQ(ThumbnailCache::memorySizeText(5000000000), QStringLiteral("4.66 GB"));
 }
 

@@ -1,7 +1,6 @@
 #include "library/VideoFileTypes.h"
 
 #include "support/TestUtil.h"
-#include "video_fixture.h"
 
 #include <QMimeDatabase>
 #include <QTemporaryDir>
@@ -21,8 +20,8 @@ Verdict verdictOf(const char* name) {
 class VideoFileTypesTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        s_mp4 = videofixture::encodeClip(QStringLiteral("mp4"));
-        s_transportStream = videofixture::encodeClip(QStringLiteral("mpegts"));
+        s_mp4 = testutil::encodedClip(QStringLiteral("mp4"));
+        s_transportStream = testutil::encodedClip(QStringLiteral("mpegts"));
     }
 
     void SetUp() override {

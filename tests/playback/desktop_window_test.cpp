@@ -1,5 +1,7 @@
-// The desktop video under the harness's X server: real Qt Quick windows (software backend),
-// real mpv players drawing through the software renderer, clips made by ffmpeg.
+// The desktop video under the harness's X server: real Qt Quick windows, real mpv players, clips
+// made by ffmpeg, checked by what the X server shows. The program runs once on each render path
+// (ORVANTA_RENDER_PATH=software, and opengl on Mesa's llvmpipe); also the start-up choice between
+// them.
 
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
@@ -8,6 +10,7 @@
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindow.h"
 #include "playback/DesktopWindowController.h"
+#include "playback/MpvGlRenderer.h"
 #include "playback/Player.h"
 #include "playback/ScreenIdentifier.h"
 #include "playback/ScreenWatcher.h"
@@ -18,7 +21,9 @@
 
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QOpenGLContext>
 #include <QPixmap>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -31,38 +36,54 @@
 #include <X11/extensions/shape.h>
 
 #include <algorithm>
-
 #include <memory>
 
 namespace {
+
+bool openGL() {
+    return VideoRenderer::path() == VideoRenderer::Path::OpenGL;
+}
 
 class DesktopWindowTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());
-        // 16:9 clips of solid colours, long enough to stay on screen while they are checked.
-        for (const char* colour : {"red", "lime", "blue"}) {
-            const QString name = QString::fromUtf8(colour);
-            ASSERT_TRUE(
-                testutil::encodeClip(s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(name)),
-                                     testutil::solidColourClip(name, 8.0)));
+        // 16:9 clips of solid colours, long enough to stay on screen while they are checked; each
+        // lights one channel of its own.
+        for (const auto& [name, colour] :
+             {std::pair{"red", "red"}, std::pair{"green", "lime"}, std::pair{"blue", "blue"}}) {
+            ASSERT_TRUE(testutil::encodeClip(
+                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QLatin1String(name))),
+                testutil::solidColourClip(QString::fromUtf8(colour), 12.0)));
         }
+        // Blue above red: which way up the picture arrives.
+        testutil::ClipSpec split = testutil::solidColourClip(QStringLiteral("red"), 12.0);
+        split.extraArguments = {QStringLiteral("-vf"),
+                                QStringLiteral("drawbox=x=0:y=0:w=iw:h=ih/2:color=blue:t=fill")};
+        ASSERT_TRUE(
+            testutil::encodeClip(s_dir->filePath(QStringLiteral("split/split.mp4")), split));
     }
     static void TearDownTestSuite() { s_dir.reset(); }
 
     void SetUp() override {
-        Preferences& store = Preferences::standard();
         testutil::resetUserStore();
-        FolderBookmarkManager folders(store);
-        ASSERT_TRUE(
-            folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QStringLiteral("clips")))));
-        store.set(QStringLiteral("transitionType"), 0);
+        useFolder("clips");
+        Preferences::standard().set(QStringLiteral("transitionType"), 0);
         ASSERT_EQ(QGuiApplication::screens().size(), 2);
     }
 
-    static bool waitForFrame(VideoSurface* surface) {
-        return testutil::waitUntil([surface] { return !surface->shownFrame().isNull(); });
+    static void useFolder(const char* name) {
+        testutil::resetUserStore();
+        FolderBookmarkManager folders(Preferences::standard());
+        ASSERT_TRUE(
+            folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QString::fromUtf8(name)))));
+    }
+
+    // Waits until the view switched to its first video and shows a frame of it.
+    static bool waitForFirstFrame(const DesktopVideoView* view) {
+        return testutil::waitUntil([view] { return !view->isPlayerAActive(); }) &&
+               testutil::waitUntil([view] { return view->surfaceB()->shownFrames() > 0; });
     }
 
     // The colour the X server shows at a point of the whole desktop.
@@ -72,27 +93,23 @@ protected:
         return image.isNull() ? QColor() : image.pixelColor(0, 0);
     }
 
+    // The clip whose colour the desktop shows at a point; empty for anything else.
+    static QString shownClip(QPoint point) { return testutil::primaryName(desktopPixel(point)); }
+
     static std::unique_ptr<QTemporaryDir> s_dir;
 };
 
 std::unique_ptr<QTemporaryDir> DesktopWindowTest::s_dir;
 
-// The clips are red, lime and blue: each lights one channel of its own.
-const QStringList kClipColours{QStringLiteral("red"), QStringLiteral("lime"),
+QString clipName(const QUrl& url) {
+    return QFileInfo(url.path()).completeBaseName();
+}
+
+const QStringList kClipColours{QStringLiteral("red"), QStringLiteral("green"),
                                QStringLiteral("blue")};
 
 int channel(const QColor& colour, qsizetype index) {
     return index == 0 ? colour.red() : index == 1 ? colour.green() : colour.blue();
-}
-
-// The clip whose colour the desktop shows; empty for anything else.
-QString clipColour(const QColor& colour) {
-    for (qsizetype i = 0; i < kClipColours.size(); ++i) {
-        if (channel(colour, i) > 200 && channel(colour, (i + 1) % 3) < 60 &&
-            channel(colour, (i + 2) % 3) < 60)
-            return kClipColours.at(i);
-    }
-    return {};
 }
 
 // Both clips' colours at once: the middle of a dissolve from one to the other.
@@ -136,8 +153,9 @@ TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
     EXPECT_NE(edid,
               ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
                                                 QStringLiteral("ABC124"), QStringLiteral("DP-1")));
+    // FNV-1a of "DP-1".
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, QStringLiteral("DP-1")),
-              QString::number(ScreenIdentifier::fnv1a("DP-1")));
+              QStringLiteral("498784119"));
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), QStringLiteral("0"));
     // FNV-1a's published check values.
     EXPECT_EQ(ScreenIdentifier::fnv1a(""), 2166136261u);
@@ -206,19 +224,82 @@ TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges
     EXPECT_EQ(store.objectForKey(QStringLiteral("syncDisplays")), QVariant(false));
 }
 
-TEST(DesktopVideoView, ScalingPlacesTheVideoInTheArea) {
-    const QRectF area(0, 0, 800, 600); // 4:3
-    const QSize video(320, 180);       // 16:9
-    using Scaling = ScalingMode;
-    EXPECT_EQ(toScalingMode(1), Scaling::Fit);
-    EXPECT_EQ(toScalingMode(2), Scaling::Stretch);
-    EXPECT_EQ(toScalingMode(0), Scaling::Fill);
-    EXPECT_EQ(toScalingMode(5), Scaling::Fill);
-    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fit), QRectF(0, 75, 800, 450));
-    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Fill),
-              QRectF(-133.3333333333333, 0, 1066.666666666667, 600));
-    EXPECT_EQ(DesktopVideoView::videoRect(area, video, Scaling::Stretch), area);
-    EXPECT_EQ(DesktopVideoView::videoRect(area, {}, Scaling::Fit), area);
+// Sets an environment variable for a scope, restoring the previous value after.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value)
+        : m_name(name)
+        , m_wasSet(qEnvironmentVariableIsSet(name))
+        , m_previous(qgetenv(name)) {
+        if (value)
+            qputenv(name, value);
+        else
+            qunsetenv(name);
+    }
+    ~ScopedEnv() {
+        if (m_wasSet)
+            qputenv(m_name, m_previous);
+        else
+            qunsetenv(m_name);
+    }
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    const char* m_name;
+    bool m_wasSet;
+    QByteArray m_previous;
+};
+
+TEST(RenderPathChoice, TheProbeChoosesSoftwareOnCpuRasterisersAndTheOverrideWins) {
+    for (const char* renderer :
+         {"llvmpipe (LLVM 15.0.6, 256 bits)", "softpipe", "Software Rasterizer", "Mesa swrast"})
+        EXPECT_TRUE(VideoSurface::isSoftwareRasteriser(QString::fromUtf8(renderer))) << renderer;
+    for (const char* renderer :
+         {"Mesa Intel(R) UHD Graphics 620 (KBL GT2)", "NVIDIA GeForce RTX 3060/PCIe/SSE2"})
+        EXPECT_FALSE(VideoSurface::isSoftwareRasteriser(QString::fromUtf8(renderer))) << renderer;
+    {
+        const ScopedEnv unset("ORVANTA_RENDER_PATH", nullptr);
+        const VideoSurface::RenderPathChoice choice = VideoSurface::probeRenderPath();
+        EXPECT_EQ(choice.path, VideoRenderer::Path::Software);
+        EXPECT_TRUE(choice.renderer.contains(QStringLiteral("llvmpipe")))
+            << choice.renderer.toStdString();
+        EXPECT_TRUE(choice.reason.contains(QStringLiteral("llvmpipe")))
+            << choice.reason.toStdString();
+    }
+    {
+        const ScopedEnv forced("ORVANTA_RENDER_PATH", "software");
+        const VideoSurface::RenderPathChoice choice = VideoSurface::probeRenderPath();
+        EXPECT_EQ(choice.path, VideoRenderer::Path::Software);
+        EXPECT_EQ(choice.reason, QStringLiteral("ORVANTA_RENDER_PATH=software"));
+    }
+    {
+        const ScopedEnv forced("ORVANTA_RENDER_PATH", "opengl");
+        const VideoSurface::RenderPathChoice choice = VideoSurface::probeRenderPath();
+        EXPECT_EQ(choice.path, VideoRenderer::Path::OpenGL);
+        EXPECT_TRUE(choice.renderer.contains(QStringLiteral("llvmpipe")))
+            << choice.renderer.toStdString();
+    }
+    {
+        // Without an X server there is nothing to probe: software.
+        const ScopedEnv unset("ORVANTA_RENDER_PATH", nullptr);
+        const ScopedEnv display("DISPLAY", ":12345");
+        const VideoSurface::RenderPathChoice choice = VideoSurface::probeRenderPath();
+        EXPECT_EQ(choice.path, VideoRenderer::Path::Software);
+        EXPECT_TRUE(choice.renderer.isEmpty());
+        EXPECT_FALSE(choice.reason.isEmpty());
+    }
+}
+
+TEST(RenderPathChoice, ThisProgramFollowedTheOverride) {
+    ASSERT_EQ(openGL(), qgetenv("ORVANTA_RENDER_PATH") == "opengl");
+    if (openGL()) {
+        EXPECT_EQ(QQuickWindow::graphicsApi(), QSGRendererInterface::OpenGL);
+        EXPECT_TRUE(QCoreApplication::testAttribute(Qt::AA_ShareOpenGLContexts));
+        EXPECT_NE(QOpenGLContext::globalShareContext(), nullptr);
+        // No vertical blank on a CPU rasteriser: the basic loop paces the windows.
+        EXPECT_EQ(qgetenv("QSG_RENDER_LOOP"), QByteArray("basic"));
+    }
 }
 
 TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
@@ -227,6 +308,8 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
         DesktopWindow* window = controller->window();
         ASSERT_TRUE(testutil::waitUntil([window] { return window->isExposed(); }));
         EXPECT_EQ(window->geometry(), controller->screen()->geometry());
+        EXPECT_EQ(window->rendererInterface()->graphicsApi(),
+                  openGL() ? QSGRendererInterface::OpenGL : QSGRendererInterface::Software);
         EXPECT_TRUE(controller->ownsPlayerManager());
         EXPECT_EQ(controller->playerManager()->screenId(),
                   ScreenIdentifier::forScreen(controller->screen()));
@@ -251,38 +334,72 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
     for (const auto& controller : controllers)
         controller->playerManager()->play();
     for (const auto& controller : controllers) {
-        DesktopVideoView* view = controller->videoView();
-        ASSERT_TRUE(testutil::waitUntil([view] { return !view->isPlayerAActive(); }));
-        ASSERT_TRUE(waitForFrame(view->surfaceB()));
-        const QImage frame = view->surfaceB()->shownFrame();
-        // "bgra": the fourth byte of every pixel is an opaque alpha, never 0.
-        EXPECT_EQ(frame.constBits()[3], 255);
-        EXPECT_EQ(frame.size(), view->surfaceB()->size().toSize());
+        VideoSurface* surface = controller->videoView()->surfaceB();
+        ASSERT_TRUE(waitForFirstFrame(controller->videoView()));
+        Player* player = surface->player();
+        ASSERT_NE(player, nullptr);
+        EXPECT_TRUE(player->renderer()->isValid());
+        EXPECT_EQ(qobject_cast<MpvGlRenderer*>(player->renderer()) != nullptr, openGL());
+        if (openGL()) {
+            // A texture, not an image, of the surface's size in device pixels.
+            EXPECT_TRUE(surface->shownFrame().isNull());
+            EXPECT_EQ(surface->shownFrameSize(), surface->size().toSize());
+        } else {
+            const QImage frame = surface->shownFrame();
+            // "bgra": the fourth byte of every pixel is an opaque alpha, never 0.
+            EXPECT_EQ(frame.constBits()[3], 255);
+            EXPECT_EQ(frame.size(), surface->size().toSize());
+        }
     }
-    // Each screen shows its first video where its window is.
+    // Each screen shows its first video where its window is, and frames go on being drawn and
+    // shown while it plays.
     for (const auto& controller : controllers) {
         const QPoint centre = controller->screen()->geometry().center();
+        const QString clip = clipName(controller->playerManager()->currentVideoURL());
+        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == clip; }))
+            << clip.toStdString() << " " << desktopPixel(centre).name().toStdString();
+        VideoSurface* surface = controller->videoView()->surfaceB();
+        const VideoRenderer* renderer = surface->player()->renderer();
+        const quint64 rendered = renderer->renderedFrames();
+        const quint64 shown = surface->shownFrames();
         ASSERT_TRUE(testutil::waitUntil([&] {
-            const QColor colour = desktopPixel(centre);
-            return !clipColour(colour).isEmpty();
-        })) << desktopPixel(centre).name().toStdString();
-        const QUrl url = controller->playerManager()->currentVideoURL();
-        EXPECT_EQ(clipColour(desktopPixel(centre)), QFileInfo(url.path()).completeBaseName());
+            return renderer->renderedFrames() > rendered + 5 && surface->shownFrames() > shown + 5;
+        }));
+        EXPECT_LE(surface->shownFrames(), renderer->renderedFrames());
     }
 }
 
+TEST_F(DesktopWindowTest, ThePictureIsTheRightWayUp) {
+    useFolder("split");
+    DesktopWindowController controller(QGuiApplication::primaryScreen());
+    controller.showWindow();
+    controller.playerManager()->play();
+    ASSERT_TRUE(waitForFirstFrame(controller.videoView()));
+    const QRect screen = controller.screen()->geometry();
+    const QPoint top(screen.center().x(), screen.top() + screen.height() / 4);
+    const QPoint bottom(screen.center().x(), screen.bottom() - screen.height() / 4);
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        return shownClip(top) == QStringLiteral("blue") &&
+               shownClip(bottom) == QStringLiteral("red");
+    })) << "top "
+        << desktopPixel(top).name().toStdString() << ", bottom "
+        << desktopPixel(bottom).name().toStdString();
+}
+
 TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
-    Preferences::standard().set(QStringLiteral("transitionDuration"), 0.5);
+    // Long enough on the CPU rasteriser's OpenGL to catch the middle of a dissolve.
+    Preferences::standard().set(QStringLiteral("transitionDuration"), openGL() ? 3.0 : 0.5);
     DesktopWindowController controller(QGuiApplication::primaryScreen());
     controller.showWindow();
     DesktopVideoView* view = controller.videoView();
     VideoPlayerManager* manager = controller.playerManager();
-    QSignalSpy switches(manager, &VideoPlayerManager::videoPlayerDidTransition);
     QSignalSpy finished(view, &DesktopVideoView::transitionFinished);
     manager->play();
     ASSERT_TRUE(testutil::waitUntil([&] { return finished.count() >= 1; }));
 
-    for (qint64 type : {0, 1, 2, 7}) {
+    // Every kind in software; OpenGL's own part is the blend of two textures.
+    const QList<qint64> types = openGL() ? QList<qint64>{2} : QList<qint64>{0, 1, 2, 7};
+    for (qint64 type : types) {
         SCOPED_TRACE(type);
         Preferences::standard().set(QStringLiteral("transitionType"), type);
         const bool toA = !view->isPlayerAActive();
@@ -301,15 +418,15 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         QList<QColor> shown;
         const QPoint centre = controller.screen()->geometry().center();
         // From a settled picture: the previous transition's last paint may still be on its way.
-        const QString from = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
-        ASSERT_TRUE(testutil::waitUntil([&] { return clipColour(desktopPixel(centre)) == from; }));
+        const QString from = clipName(manager->currentVideoURL());
+        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == from; }));
         manager->nextVideo();
-        const QString to = QFileInfo(manager->currentVideoURL().path()).completeBaseName();
+        const QString to = clipName(manager->currentVideoURL());
         ASSERT_NE(from, to);
         // Until the incoming video alone is on screen, its first paints included.
         ASSERT_TRUE(testutil::waitUntil([&] {
             shown.append(desktopPixel(centre));
-            return finished.count() > before && clipColour(shown.last()) == to;
+            return finished.count() > before && testutil::primaryName(shown.last()) == to;
         }));
         QObject::disconnect(outgoingWatch);
         QObject::disconnect(incomingWatch);
@@ -354,22 +471,27 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
 }
 
 TEST_F(DesktopWindowTest, ScalingFollowsThePreferenceLive) {
+    // Without a video size yet, the video takes the whole area.
+    EXPECT_EQ(
+        DesktopVideoView::videoRect(QRectF(0, 0, 800, 600), {}, ScalingMode::Fit),
+        QRectF(0, 0, 800, 600));
     DesktopWindowController controller(QGuiApplication::primaryScreen());
     DesktopVideoView* view = controller.videoView();
-    view->setSize(QSizeF(800, 600));
+    view->setSize(QSizeF(800, 600)); // 4:3 around a 16:9 video
     controller.playerManager()->play();
     VideoSurface* surface = view->surfaceB();
     ASSERT_TRUE(testutil::waitUntil([&] { return surface->videoSize() == QSize(320, 180); }));
-    EXPECT_EQ(QRectF(surface->position(), surface->size()),
-              QRectF(-133.3333333333333, 0, 1066.666666666667, 600))
-        << "fill crops by default";
+    const QRectF fill(-133.3333333333333, 0, 1066.666666666667, 600);
+    EXPECT_EQ(QRectF(surface->position(), surface->size()), fill) << "fill crops by default";
     Preferences::standard().set(QStringLiteral("videoScaling"), 1);
     EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 75, 800, 450));
     Preferences::standard().set(QStringLiteral("videoScaling"), 2);
     EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 0, 800, 600));
+    Preferences::standard().set(QStringLiteral("videoScaling"), 5);
+    EXPECT_EQ(QRectF(surface->position(), surface->size()), fill) << "unknown values fill";
 }
 
-TEST_F(DesktopWindowTest, SyncModeDrawsOneManagersPlayersOnEveryScreen) {
+TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
     SyncManager sync(Preferences::standard(), DesktopWindowController::surfacePlayerFactory());
     sync.setSyncEnabled(true);
     VideoPlayerManager* shared = sync.sharedPlayerManager(true);
@@ -378,36 +500,44 @@ TEST_F(DesktopWindowTest, SyncModeDrawsOneManagersPlayersOnEveryScreen) {
     shared->play();
     for (const auto& controller : controllers) {
         EXPECT_FALSE(controller->ownsPlayerManager());
-        DesktopVideoView* view = controller->videoView();
-        EXPECT_EQ(view->surfaceB()->player(), shared->playerB());
-        ASSERT_TRUE(testutil::waitUntil([view] { return !view->isPlayerAActive(); }));
-        ASSERT_TRUE(waitForFrame(view->surfaceB()));
+        EXPECT_EQ(controller->videoView()->surfaceB()->player(), shared->playerB());
+        ASSERT_TRUE(waitForFirstFrame(controller->videoView()));
     }
-    // Both screens show the frames of one decode.
-    EXPECT_GT(shared->playerB()->renderer()->renderedFrames(), 0u);
-    const QColor left = desktopPixel({960, 540});
-    ASSERT_TRUE(testutil::waitUntil([&] { return desktopPixel({2880, 540}) == left; }));
-    EXPECT_FALSE(clipColour(left).isEmpty()) << left.name().toStdString();
+    // Both screens show the frames of one decode, and go on showing new ones.
+    const QString clip = clipName(shared->currentVideoURL());
+    for (const auto& controller : controllers) {
+        const QPoint centre = controller->screen()->geometry().center();
+        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == clip; }))
+            << controller->screenName().toStdString() << " "
+            << desktopPixel(centre).name().toStdString();
+    }
+    const auto shownFrames = [&](size_t index) {
+        return controllers[index]->videoView()->surfaceB()->shownFrames();
+    };
+    const quint64 shownLeft = shownFrames(0);
+    const quint64 shownRight = shownFrames(1);
+    ASSERT_TRUE(testutil::waitUntil(
+        [&] { return shownFrames(0) > shownLeft + 3 && shownFrames(1) > shownRight + 3; }));
 
-    // Closing one window leaves the shared manager playing.
+    // Closing one window leaves the other showing the video.
     controllers.pop_back();
     EXPECT_TRUE(shared->isPlaying());
+    const quint64 shown = shownFrames(0);
+    ASSERT_TRUE(testutil::waitUntil([&] { return shownFrames(0) > shown + 3; }));
+    EXPECT_EQ(shownClip(controllers[0]->screen()->geometry().center()), clip);
 }
 
+// Last: this program runs in a harness of its own, which takes the unplugged monitor with it.
 TEST_F(DesktopWindowTest, UnpluggingAMonitorIsOneScreenChange) {
     ScreenWatcher watcher;
     QSignalSpy changes(&watcher, &ScreenWatcher::screensChanged);
-    const auto restore = qScopeGuard([] {
-        testutil::runProcess(QStringLiteral("xrandr"),
-                             {QStringLiteral("--setmonitor"), QStringLiteral("DP-2"),
-                              QStringLiteral("1920/508x1080/286+1920+0"), QStringLiteral("none")});
-        testutil::waitUntil([] { return QGuiApplication::screens().size() == 2; });
-    });
     const testutil::ProcessResult result = testutil::runProcess(
         QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     ASSERT_TRUE(testutil::waitUntil([&] { return changes.count() >= 1; }));
-    testutil::processEventsFor(500);
+    // Past the watcher's gathering of the change's events (0.2 s).
+    testutil::waitTimerPeriods(200);
+    testutil::settle();
     EXPECT_EQ(changes.count(), 1);
     ASSERT_EQ(QGuiApplication::screens().size(), 1);
     DesktopWindowController controller(QGuiApplication::screens().constFirst());

@@ -201,7 +201,8 @@ TEST_F(VideoPlayerManagerTest, AdvanceRequestsWhileLoadingAreDropped) {
     manager.previousVideo();
     EXPECT_EQ(manager.currentIndex(), 1);
     ASSERT_TRUE(waitForTransitions(transitions, 2));
-    testutil::processEventsFor(300);
+    testutil::settle();
+    EXPECT_FALSE(manager.isPreparingNextVideo()) << "no load left that could switch again";
     EXPECT_EQ(transitions.count(), 2);
     EXPECT_EQ(manager.currentIndex(), 1);
 }
@@ -214,7 +215,7 @@ TEST_F(VideoPlayerManagerTest, UnreadableVideosAreSkippedUntilAllHaveFailed) {
     manager.play();
     ASSERT_TRUE(testutil::waitUntil(
         [&] { return log.contains(kPlayback, QStringLiteral("All videos failed to load")); }));
-    testutil::processEventsFor(200);
+    testutil::settle();
     const QStringList lines = log.messages(kPlayback);
     ASSERT_EQ(lines.size(), 4) << qPrintable(lines.join(QLatin1Char('\n')));
     for (int n = 0; n < 3; ++n)
@@ -266,7 +267,7 @@ TEST_F(VideoPlayerManagerTest, StopEmptiesBothPlayersAndIgnoresALateVerdict) {
     QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
     manager.play();
     manager.stop();
-    testutil::processEventsFor(500);
+    testutil::settle();
     EXPECT_EQ(transitions.count(), 0);
     EXPECT_FALSE(manager.isPlaying());
     EXPECT_EQ(manager.currentIndex(), -1);

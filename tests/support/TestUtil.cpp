@@ -13,7 +13,12 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QThread>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <algorithm>
 
 #include <QDebug>
 
@@ -48,12 +53,21 @@ bool waitUntil(const std::function<bool()>& predicate, int timeoutMs) {
     return true;
 }
 
-void processEventsFor(int ms) {
-    QDeadlineTimer deadline(ms);
-    while (!deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2);
+void settle() {
+    // Work done on the pool may post events whose handlers start more work.
+    for (int round = 0; round < 3; ++round) {
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
     }
+}
+
+void waitTimerPeriods(int intervalMs, int periods) {
+    int fired = 0;
+    QTimer probe;
+    QObject::connect(&probe, &QTimer::timeout, [&fired] { ++fired; });
+    probe.start(intervalMs);
+    waitUntil([&] { return fired >= periods; });
 }
 
 ProcessResult runProcess(const QString& program, const QStringList& arguments,
@@ -80,28 +94,79 @@ ProcessResult runProcess(const QString& program, const QStringList& arguments,
     return result;
 }
 
+bool ffmpeg(const QStringList& arguments, QString* error) {
+    const QString program = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    const ProcessResult result =
+        program.isEmpty()
+            ? ProcessResult{}
+            : runProcess(program, QStringList{QStringLiteral("-v"), QStringLiteral("error"),
+                                              QStringLiteral("-y")} +
+                                      arguments);
+    if (result.exitCode == 0)
+        return true;
+    if (error) {
+        *error = program.isEmpty() ? QStringLiteral("ffmpeg is not installed")
+                                   : QStringLiteral("ffmpeg %1: %2")
+                                         .arg(arguments.join(QLatin1Char(' ')),
+                                              QString::fromLocal8Bit(result.err));
+    }
+    return false;
+}
+
 bool encodeClip(const QString& outputPath, const ClipSpec& clip) {
-    const QString ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
-    if (ffmpeg.isEmpty())
-        return false;
     QDir().mkpath(QFileInfo(outputPath).absolutePath());
     const QString source =
         QStringLiteral("%1%2size=%3:rate=%4:duration=%5")
             .arg(clip.source,
                  clip.source.contains(QLatin1Char('=')) ? QStringLiteral(":") : QStringLiteral("="),
                  clip.size, QString::number(clip.rate), QString::number(clip.seconds));
-    QStringList arguments{QStringLiteral("-v"),
-                          QStringLiteral("error"),
-                          QStringLiteral("-y"),
-                          QStringLiteral("-f"),
-                          QStringLiteral("lavfi"),
-                          QStringLiteral("-i"),
-                          source};
     // More inputs may come first among the extra arguments, so they precede output options.
-    arguments += clip.extraArguments;
-    arguments += {QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath};
-    const ProcessResult result = runProcess(ffmpeg, arguments);
-    return result.exitCode == 0 && QFileInfo(outputPath).size() > 0;
+    return ffmpeg(QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                              source} +
+                  clip.extraArguments +
+                  QStringList{QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath}) &&
+           QFileInfo(outputPath).size() > 0;
+}
+
+QByteArray encodedClip(const QString& format) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("clip"));
+    ClipSpec clip;
+    clip.extraArguments = {QStringLiteral("-f"), format};
+    QFile file(path);
+    if (!dir.isValid() || !encodeClip(path, clip) || !file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll();
+}
+
+QColor averageColour(const QImage& image, const QRect& rect) {
+    const QImage pixels = image.convertToFormat(QImage::Format_RGB32);
+    const QRect area = rect.isNull() ? pixels.rect() : rect.intersected(pixels.rect());
+    qint64 sum[3] = {0, 0, 0};
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb pixel = pixels.pixel(x, y);
+            sum[0] += qRed(pixel);
+            sum[1] += qGreen(pixel);
+            sum[2] += qBlue(pixel);
+        }
+    }
+    const qint64 count = std::max<qint64>(1, qint64(area.width()) * area.height());
+    return QColor(int(sum[0] / count), int(sum[1] / count), int(sum[2] / count));
+}
+
+QString primaryName(const QColor& colour) {
+    const int channels[3] = {colour.red(), colour.green(), colour.blue()};
+    static const char* const kNames[3] = {"red", "green", "blue"};
+    for (int i = 0; i < 3; ++i) {
+        if (channels[i] > 100 && channels[(i + 1) % 3] < 60 && channels[(i + 2) % 3] < 60)
+            return QString::fromLatin1(kNames[i]);
+    }
+    return {};
+}
+
+QString primaryName(const QImage& image) {
+    return primaryName(averageColour(image));
 }
 
 ClipSpec solidColourClip(const QString& colour, double seconds) {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QColor>
+#include <QImage>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 
@@ -27,8 +30,14 @@ namespace testutil {
 // value. The timeout only keeps a broken test from hanging: tests assert on the outcome.
 bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 15000);
 
-// Lets queued events run for a short while (for checks that something did NOT happen).
-void processEventsFor(int ms);
+// Runs what is already on its way: the work on the global thread pool, then every event and
+// queued call that is pending, until none is left (for checks that something did NOT happen).
+void settle();
+
+// Runs the event loop until a timer of the given interval, started now, has fired `periods`
+// times: a timer of the same interval that the code under test started earlier has fired by then,
+// however late a loaded machine runs both.
+void waitTimerPeriods(int intervalMs, int periods = 2);
 
 struct ProcessResult {
     int exitCode = -1;
@@ -52,8 +61,14 @@ struct ClipSpec {
     QStringList extraArguments;
 };
 
+// Runs ffmpeg with the arguments (after "-v error -y"); on failure false, and error says why.
+bool ffmpeg(const QStringList& arguments, QString* error = nullptr);
+
 // Encodes a clip to outputPath (its suffix picks the container); false when ffmpeg fails.
 bool encodeClip(const QString& outputPath, const ClipSpec& clip = {});
+
+// The bytes of a one-second clip in the given ffmpeg format ("mp4", "mpegts"); empty on failure.
+QByteArray encodedClip(const QString& format);
 
 // A 16:9 clip of one solid colour (an ffmpeg colour name such as "red").
 ClipSpec solidColourClip(const QString& colour, double seconds);
@@ -66,6 +81,15 @@ showDesktopWindows(VideoPlayerManager* shared = nullptr);
 // Empties the user's store of the harness and forgets every per-screen playlist state, so a test
 // starts as on a fresh installation.
 void resetUserStore();
+
+// The average colour of an image, or of a part of it.
+QColor averageColour(const QImage& image, const QRect& rect = {});
+
+// "red", "green" or "blue" for a colour that is clearly that primary (ffmpeg's "green" is
+// (0, 128, 0)); empty for anything else.
+QString primaryName(const QColor& colour);
+// The same for an image's average colour.
+QString primaryName(const QImage& image);
 
 // Writes bytes to a file, creating parent folders.
 void writeFile(const QString& path, const QByteArray& bytes);

@@ -21,15 +21,6 @@ namespace {
 constexpr int kDBusTimeoutMs = 10000;
 constexpr int kFastPollMs = 20;
 
-// Runs the event loop until everything the manager queued so far has been delivered: a queued
-// call posted now runs after them.
-void drainQueued(QObject* context) {
-    bool reached = false;
-    QMetaObject::invokeMethod(
-        context, [&reached] { reached = true; }, Qt::QueuedConnection);
-    ASSERT_TRUE(testutil::waitUntil([&reached] { return reached; }));
-}
-
 // --- the kernel's tree ------------------------------------------------------------------------
 
 void writeSupply(const QString& root, const QString& name,
@@ -83,7 +74,7 @@ TEST_F(SysfsPowerTest, SystemBatteryDecidesAndPeripheralsAreIgnored) {
     // A discharging mouse says nothing about the computer.
     writeSupply(m_root, "hidpp_battery_0", {{"status", "Discharging"}, {"capacity", "5"}});
     manager->updatePowerState();
-    drainQueued(manager.get());
+    testutil::settle();
     EXPECT_FALSE(manager->isOnBattery());
     EXPECT_EQ(manager->batteryLevel(), 43);
 }
@@ -93,7 +84,7 @@ TEST_F(SysfsPowerTest, LaterBatteryOverridesAndMissingStatusKeepsTheState) {
                 {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "30"}});
     writeSupply(m_root, "BAT1", {{"type", "Battery"}, {"scope", "System"}, {"capacity", "80"}});
     auto manager = createManager();
-    drainQueued(manager.get());
+    testutil::settle();
     // BAT1 has no status: BAT0's discharging stands, BAT1's capacity wins.
     EXPECT_TRUE(manager->isOnBattery());
     EXPECT_EQ(manager->batteryLevel(), 80);
@@ -108,7 +99,7 @@ TEST_F(SysfsPowerTest, DesktopAndMissingTree) {
     writeSupply(m_root, "ups", {{"type", "UPS"}, {"status", "Discharging"}, {"capacity", "60"}});
     auto desktop = createManager();
     QSignalSpy published(desktop.get(), &PowerManager::isOnBatteryChanged);
-    drainQueued(desktop.get());
+    testutil::settle();
     ASSERT_EQ(published.count(), 1);
     EXPECT_FALSE(desktop->isOnBattery());
     EXPECT_EQ(desktop->batteryLevel(), std::nullopt);
@@ -117,7 +108,7 @@ TEST_F(SysfsPowerTest, DesktopAndMissingTree) {
     PowerManager nothing(PowerSource::createSysfs(m_dir.filePath("absent"), kFastPollMs));
     QSignalSpy none(&nothing, &PowerManager::isOnBatteryChanged);
     nothing.updatePowerState();
-    drainQueued(&nothing);
+    testutil::settle();
     EXPECT_EQ(none.count(), 0);
     EXPECT_FALSE(nothing.isOnBattery());
 }
@@ -228,7 +219,7 @@ TEST(UPowerPower, StartsFromTheDaemonsCurrentState) {
     std::unique_ptr<PowerSource> source = PowerSource::createUPower();
     ASSERT_NE(source, nullptr);
     PowerManager manager(std::move(source));
-    drainQueued(&manager);
+    testutil::settle();
     EXPECT_TRUE(manager.isOnBattery());
     EXPECT_EQ(manager.batteryLevel(), 15);
 }

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <QColor>
-#include <QImage>
-#include <QRect>
 #include <QString>
-#include <QStringList>
 
 // Media files for the probe, metadata and thumbnail tests, encoded by ffmpeg into one temporary
 // folder the first time they are asked for (once per test program).
@@ -48,15 +44,5 @@ struct Clips {
 // The clips; fields are empty when ffmpeg is missing or failed (see error()).
 const Clips& clips();
 QString error();
-
-// Runs ffmpeg with the arguments (after "-v error -y"); true on success.
-bool ffmpeg(const QStringList& arguments);
-
-// The average colour of a part of an image.
-QColor averageColour(const QImage& image, const QRect& rect);
-QColor averageColour(const QImage& image);
-
-// "red", "green", "blue" for an image that is clearly one of them, else a description.
-QString dominantColour(const QImage& image);
 
 } // namespace mediaclips

@@ -1,13 +1,10 @@
-#include "media_clips.h"
+#include "support/media_clips.h"
 
 #include "support/TestUtil.h"
 
-#include <QDir>
 #include <QFile>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <memory>
 
 namespace mediaclips {
@@ -56,7 +53,10 @@ std::unique_ptr<Clips> make() {
         return QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
                            graph};
     };
-    const auto rotated = [](const QString& from, const QString& to, int degrees) {
+    const auto ffmpeg = [](const QStringList& arguments) {
+        return testutil::ffmpeg(arguments, &g_error);
+    };
+    const auto rotated = [&ffmpeg](const QString& from, const QString& to, int degrees) {
         return ffmpeg({QStringLiteral("-i"), from, QStringLiteral("-c"), QStringLiteral("copy"),
                        QStringLiteral("-metadata:s:v:0"), QStringLiteral("rotate=%1").arg(degrees),
                        to});
@@ -142,62 +142,6 @@ const Clips& clips() {
 QString error() {
     clips();
     return g_error;
-}
-
-bool ffmpeg(const QStringList& arguments) {
-    const QString program = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
-    if (program.isEmpty()) {
-        g_error = QStringLiteral("ffmpeg is not installed");
-        return false;
-    }
-    const testutil::ProcessResult result = testutil::runProcess(
-        program, QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y")} +
-                     arguments);
-    if (result.exitCode != 0) {
-        g_error = QStringLiteral("ffmpeg %1: %2")
-                      .arg(arguments.join(QLatin1Char(' ')), QString::fromLocal8Bit(result.err));
-        return false;
-    }
-    return true;
-}
-
-QColor averageColour(const QImage& image, const QRect& rect) {
-    const QImage pixels = image.convertToFormat(QImage::Format_RGB32);
-    const QRect area = rect.intersected(pixels.rect());
-    qint64 red = 0;
-    qint64 green = 0;
-    qint64 blue = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            const QRgb pixel = pixels.pixel(x, y);
-            red += qRed(pixel);
-            green += qGreen(pixel);
-            blue += qBlue(pixel);
-        }
-    }
-    const qint64 count = std::max<qint64>(1, qint64(area.width()) * area.height());
-    return QColor(int(red / count), int(green / count), int(blue / count));
-}
-
-QColor averageColour(const QImage& image) {
-    return averageColour(image, image.rect());
-}
-
-QString dominantColour(const QImage& image) {
-    if (image.isNull())
-        return QStringLiteral("no image");
-    const QColor colour = averageColour(image);
-    const int r = colour.red();
-    const int g = colour.green();
-    const int b = colour.blue();
-    // ffmpeg's "green" is (0, 128, 0).
-    if (r > 200 && g < 60 && b < 60)
-        return QStringLiteral("red");
-    if (g > 100 && r < 60 && b < 60)
-        return QStringLiteral("green");
-    if (b > 200 && r < 60 && g < 60)
-        return QStringLiteral("blue");
-    return QStringLiteral("rgb(%1, %2, %3)").arg(r).arg(g).arg(b);
 }
 
 } // namespace mediaclips
