@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <chrono>
@@ -59,6 +60,10 @@ bool printLine(const Figure& figure, const Figure& anchor, const QString& goal, 
                 qPrintable(goal), met ? "ok" : "MISS");
     std::fflush(stdout);
     return met;
+}
+
+void hideInfoLogs() {
+    QLoggingCategory::setFilterRules(QStringLiteral("com.orvanta.*.info=false"));
 }
 
 void printHeading(const QString& text) {

@@ -28,6 +28,9 @@ struct Figure {
 //   name  value unit   anchor-name  value unit   ratio  goal  ok|MISS
 // `met` says whether the goal (described by `goal`) is met; returns it.
 bool printLine(const Figure& figure, const Figure& anchor, const QString& goal, bool met);
+// Hides the program's own info lines (folders found, videos advanced), which would interleave
+// with the table; warnings stay.
+void hideInfoLogs();
 // A heading line above a group of lines (clip sizes, counts).
 void printHeading(const QString& text);
 

@@ -139,7 +139,7 @@ read -r paused_cpu paused_xcpu < <(awk -v b="$paused_before" -v a="$paused_after
     split(b, before, " "); split(a, after, " ")
     printf "%.2f %.2f\n", (after[1] - before[1]) / t, (after[2] - before[2]) / t
 }')
-echo "    orvanta paused for 20 s            $paused_cpu s CPU, X server $paused_xcpu s"
+printf '    %-34s %6.2f s CPU, X server %.2f s\n' "orvanta paused for 20 s" "$paused_cpu" "$paused_xcpu"
 
 # Cross dissolves: two 6 s clips with 1.5 s dissolves; the CPU of each dissolve against the 1.5 s
 # of plain playback just before it, summed over the dissolves of 26 s.

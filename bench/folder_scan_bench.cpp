@@ -14,7 +14,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QLoggingCategory>
 #include <QMimeDatabase>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -109,7 +108,7 @@ int main(int argc, char** argv) {
         return coldStart();
     if (argc > 1 && std::strcmp(argv[1], kMimeColdStartFlag) == 0)
         return mimeColdStart();
-    QLoggingCategory::setFilterRules(QStringLiteral("com.orvanta.folders.info=false"));
+    benchutil::hideInfoLogs();
 
     QTemporaryDir temporary;
     const QString base = argc > 1 ? QString::fromLocal8Bit(argv[1]) : temporary.path();

@@ -87,8 +87,9 @@ void wait(const std::function<bool()>& done) {
         loop.exec();
 }
 
-// The anchor: a libmpv handle with the options of the program's players (no window, no audio,
-// paused, last frame kept) and nothing around it.
+// The anchor: a libmpv handle with nothing around it, no window and no audio. Paused, it loads as
+// the program's players do (stops at the first frame, keeps the last); else it plays its playlist
+// through, the next entry prefetched.
 class BareMpv {
 public:
     explicit BareMpv(bool paused) : m_mpv(mpv_create()) {
@@ -238,6 +239,7 @@ int main(int argc, char** argv) {
     qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toUtf8());
     qputenv("XDG_STATE_HOME", home.filePath(QStringLiteral("state")).toUtf8());
     QCoreApplication app(argc, argv);
+    benchutil::hideInfoLogs();
 
     QTemporaryDir clips;
     std::printf("Encoding 1080p30 H.264 clips...\n");

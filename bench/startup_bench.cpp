@@ -169,6 +169,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     QCoreApplication app(argc, argv);
+    benchutil::hideInfoLogs();
     const QStringList arguments = QCoreApplication::arguments();
     const QString work = arguments.size() > 1 ? arguments.at(1)
                                               : qEnvironmentVariable("ORVANTA_HARNESS_ROOT") +
