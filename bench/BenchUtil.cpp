@@ -54,10 +54,9 @@ bool runQuietly(const QStringList& command) {
 
 bool printLine(const Figure& figure, const Figure& anchor, const QString& goal, bool met) {
     const double ratio = anchor.value != 0 ? figure.value / anchor.value : 0.0;
-    std::printf("  %-40s %9.2f %-4s  %-36s %9.2f %-4s  %7.3f  %-18s %s\n",
-                qPrintable(figure.name), figure.value, qPrintable(figure.unit),
-                qPrintable(anchor.name), anchor.value, qPrintable(anchor.unit), ratio,
-                qPrintable(goal), met ? "ok" : "MISS");
+    std::printf("  %-40s %9.2f %-4s  %-36s %9.2f %-4s  %7.3f  %-18s %s\n", qPrintable(figure.name),
+                figure.value, qPrintable(figure.unit), qPrintable(anchor.name), anchor.value,
+                qPrintable(anchor.unit), ratio, qPrintable(goal), met ? "ok" : "MISS");
     std::fflush(stdout);
     return met;
 }

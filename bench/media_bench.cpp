@@ -47,10 +47,10 @@ struct Source {
     const char* pattern;
     const char* size;
 };
-constexpr Source kSources[kEncodes] = {
-    {"testsrc2", "640x360"},  {"smptebars", "480x270"}, {"rgbtestsrc", "854x480"},
-    {"testsrc", "512x288"},   {"smptehdbars", "576x324"}, {"yuvtestsrc", "768x432"},
-    {"pal100bars", "448x252"}, {"pal75bars", "704x396"}};
+constexpr Source kSources[kEncodes] = {{"testsrc2", "640x360"},    {"smptebars", "480x270"},
+                                       {"rgbtestsrc", "854x480"},  {"testsrc", "512x288"},
+                                       {"smptehdbars", "576x324"}, {"yuvtestsrc", "768x432"},
+                                       {"pal100bars", "448x252"},  {"pal75bars", "704x396"}};
 
 // Clip lengths cycle through 1, 1.25, ... 2 s; each cut falls on a forced key frame.
 double clipSeconds(int clip) {
@@ -69,19 +69,18 @@ bool encodeClips(const QString& folder, int encode) {
     // Built by hand: QString::arg would take ffmpeg's "%02d" for one of its own markers.
     const QString pattern =
         folder + QStringLiteral("/clip-") + QString::number(encode) + QStringLiteral("-%02d.mp4");
-    return benchutil::runQuietly(
-        {QStringLiteral("ffmpeg"), QStringLiteral("-nostdin"), QStringLiteral("-v"),
-         QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
-         QStringLiteral("lavfi"), QStringLiteral("-i"),
-         QStringLiteral("%1=size=%2:rate=24:duration=%3,hue=h=t*%4")
-             .arg(QLatin1String(source.pattern), QLatin1String(source.size))
-             .arg(at, 0, 'f', 2)
-             .arg(40 + encode * 7),
-         QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
-         QStringLiteral("ultrafast"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
-         QStringLiteral("-force_key_frames"), cuts.join(u','), QStringLiteral("-f"),
-         QStringLiteral("segment"), QStringLiteral("-segment_times"), cuts.join(u','),
-         QStringLiteral("-reset_timestamps"), QStringLiteral("1"), pattern});
+    const QString input = QStringLiteral("%1=size=%2:rate=24:duration=%3,hue=h=t*%4")
+                              .arg(QLatin1String(source.pattern), QLatin1String(source.size))
+                              .arg(at, 0, 'f', 2)
+                              .arg(40 + encode * 7);
+    const QString times = cuts.join(u',');
+    QStringList command = QStringLiteral("ffmpeg -nostdin -v error -y -f lavfi -i").split(u' ');
+    command << input
+            << QStringLiteral("-c:v libx264 -preset ultrafast -pix_fmt yuv420p").split(u' ')
+            << QStringLiteral("-force_key_frames") << times << QStringLiteral("-f")
+            << QStringLiteral("segment") << QStringLiteral("-segment_times") << times
+            << QStringLiteral("-reset_timestamps") << QStringLiteral("1") << pattern;
+    return benchutil::runQuietly(command);
 }
 
 bool makeClips(const QString& folder, QStringList* paths) {
@@ -240,12 +239,11 @@ int main(int argc, char** argv) {
             .arg(kRuns)
             .arg(durations, 0, 'f', 1));
     const QString goal = QStringLiteral("ratio <= %1").arg(kGoalRatio, 0, 'f', 2);
-    benchutil::printLine(
-        {QStringLiteral("thumbnails, MediaProbe::frameAt"), ourThumbnailMs / kClips,
-         QStringLiteral("ms")},
-        {QStringLiteral("libffmpegthumbnailer (RGB)"), theirThumbnailMs / kClips,
-         QStringLiteral("ms")},
-        goal, ourThumbnailMs <= kGoalRatio * theirThumbnailMs);
+    benchutil::printLine({QStringLiteral("thumbnails, MediaProbe::frameAt"),
+                          ourThumbnailMs / kClips, QStringLiteral("ms")},
+                         {QStringLiteral("libffmpegthumbnailer (RGB)"), theirThumbnailMs / kClips,
+                          QStringLiteral("ms")},
+                         goal, ourThumbnailMs <= kGoalRatio * theirThumbnailMs);
     benchutil::printLine(
         {QStringLiteral("metadata, MediaProbe::probe"), ourProbeMs / kClips, QStringLiteral("ms")},
         {QStringLiteral("avformat open + find_stream_info"), theirProbeMs / kClips,

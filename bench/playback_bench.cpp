@@ -92,12 +92,19 @@ void wait(const std::function<bool()>& done) {
 // through, the next entry prefetched.
 class BareMpv {
 public:
-    explicit BareMpv(bool paused) : m_mpv(mpv_create()) {
-        const char* const options[][2] = {
-            {"vo", "null"},     {"ao", "null"},        {"config", "no"},
-            {"terminal", "no"}, {"idle", "yes"},       {"aid", "no"},
-            {"sid", "no"},      {"mute", "yes"},       {"pause", paused ? "yes" : "no"},
-            {"keep-open", paused ? "always" : "no"},   {"prefetch-playlist", "yes"}};
+    explicit BareMpv(bool paused)
+        : m_mpv(mpv_create()) {
+        const char* const options[][2] = {{"vo", "null"},
+                                          {"ao", "null"},
+                                          {"config", "no"},
+                                          {"terminal", "no"},
+                                          {"idle", "yes"},
+                                          {"aid", "no"},
+                                          {"sid", "no"},
+                                          {"mute", "yes"},
+                                          {"pause", paused ? "yes" : "no"},
+                                          {"keep-open", paused ? "always" : "no"},
+                                          {"prefetch-playlist", "yes"}};
         for (const auto& option : options)
             mpv_set_option_string(m_mpv, option[0], option[1]);
         mpv_initialize(m_mpv);
@@ -263,10 +270,10 @@ int main(int argc, char** argv) {
         {QStringLiteral("load to ready, median of %1").arg(kSamples), load.median, ms},
         {QStringLiteral("bare libmpv load to first frame"), anchorLoad.median, ms},
         QStringLiteral("<= %1 ms").arg(kLoadMedianGoalMs), load.median <= kLoadMedianGoalMs);
-    benchutil::printLine(
-        {QStringLiteral("load to ready, max of %1").arg(kSamples), load.max, ms},
-        {QStringLiteral("bare libmpv, max"), anchorLoad.max, ms},
-        QStringLiteral("<= %1 ms").arg(kLoadMaxGoalMs), load.max <= kLoadMaxGoalMs);
+    benchutil::printLine({QStringLiteral("load to ready, max of %1").arg(kSamples), load.max, ms},
+                         {QStringLiteral("bare libmpv, max"), anchorLoad.max, ms},
+                         QStringLiteral("<= %1 ms").arg(kLoadMaxGoalMs),
+                         load.max <= kLoadMaxGoalMs);
 
     const Stats mpvSwitch = stats(mpvSwitches(dir));
     for (const char* name : {"a.mp4", "b.mp4", "c.mp4"}) {

@@ -80,10 +80,9 @@ QList<PlaylistItem> makeItems() {
 // The anchor of each order: the items copied and sorted on the same key with nothing else done.
 QList<PlaylistItem> plainlySorted(QList<PlaylistItem> items, PlaylistSortOrder order) {
     const auto by = [&items](auto key) {
-        std::stable_sort(items.begin(), items.end(),
-                         [&key](const PlaylistItem& a, const PlaylistItem& b) {
-                             return key(a) < key(b);
-                         });
+        std::stable_sort(
+            items.begin(), items.end(),
+            [&key](const PlaylistItem& a, const PlaylistItem& b) { return key(a) < key(b); });
     };
     switch (order) {
     case PlaylistSortOrder::Manual:
@@ -148,8 +147,8 @@ int main(int argc, char** argv) {
         medianOf([&] { preferences.set(key, tree.toJson(QJsonDocument::Compact)); });
     bool parsed = false;
     const double jsonReadMs = medianOf([&] {
-        parsed = !QJsonDocument::fromJson(preferences.dataForKey(key).value_or(QByteArray()))
-                      .isNull();
+        parsed =
+            !QJsonDocument::fromJson(preferences.dataForKey(key).value_or(QByteArray())).isNull();
     });
 
     benchutil::printHeading(
@@ -180,10 +179,8 @@ int main(int argc, char** argv) {
     for (PlaylistSortOrder order : PlaylistSortOrders::all) {
         qsizetype count = 0;
         qsizetype plainCount = 0;
-        const double sortMs =
-            medianOf([&] { count = NamedPlaylist::sorted(items, order).size(); });
-        const double plainMs =
-            medianOf([&] { plainCount = plainlySorted(items, order).size(); });
+        const double sortMs = medianOf([&] { count = NamedPlaylist::sorted(items, order).size(); });
+        const double plainMs = medianOf([&] { plainCount = plainlySorted(items, order).size(); });
         sortedAll = sortedAll && count == kItems && plainCount == kItems;
         benchutil::printLine(
             {QStringLiteral("sort by ") + PlaylistSortOrders::label(order), sortMs, ms},

@@ -51,9 +51,8 @@ bool makeLibrary(const QString& work) {
         // A different test pattern phase per clip, so no two clips are the same file.
         if (!benchutil::runQuietly(
                 {QStringLiteral("ffmpeg"), QStringLiteral("-nostdin"), QStringLiteral("-v"),
-                 QStringLiteral("error"),
-                 QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                 QStringLiteral("-i"),
+                 QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
+                 QStringLiteral("lavfi"), QStringLiteral("-i"),
                  QStringLiteral("testsrc2=size=1920x1080:rate=30:duration=2,hue=h=%1")
                      .arg(clip * 36),
                  QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
@@ -94,7 +93,8 @@ bool chooseFolders(const QString& work) {
 class Program {
 public:
     Program(const QString& program, const QStringList& arguments = {})
-        : m_program(program), m_arguments(arguments) {
+        : m_program(program)
+        , m_arguments(arguments) {
         m_process.setProcessChannelMode(QProcess::MergedChannels);
         m_process.setStandardInputFile(QProcess::nullDevice());
     }
@@ -242,7 +242,9 @@ int main(int argc, char** argv) {
     orvanta.runFor(kPlaybackSeconds);
     const qint64 rss = statusKilobytes(orvanta.pid(), "VmRSS");
     const qint64 peak = statusKilobytes(orvanta.pid(), "VmHWM");
-    const auto megabytes = [](qint64 kilobytes) { return double(kilobytes) * 1024.0 / 1e6; };
+    const auto megabytes = [](qint64 kilobytes) {
+        return double(kilobytes) * 1024.0 / 1e6;
+    };
     benchutil::printLine(
         {QStringLiteral("resident memory, %1 s on two monitors").arg(kPlaybackSeconds),
          megabytes(rss), QStringLiteral("MB")},
