@@ -13,11 +13,11 @@ set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 orvanta="${1:?usage: desktop_bench.sh ORVANTA_BIN [WORK_DIR]}"
 defaults="$(dirname "$orvanta")/orvanta-defaults"
+# Nothing started here reads the caller's input (ffmpeg and mpv would take it for keys).
+exec </dev/null
 if [[ "${ORVANTA_HARNESS:-}" != 1 ]]; then
     exec "$here/../scripts/harness" "$0" "$@"
 fi
-# Nothing started here reads the caller's input (ffmpeg and mpv would take it for keys).
-exec </dev/null
 for tool in mpv ffmpeg /usr/bin/time; do
     command -v "$tool" >/dev/null || { echo "desktop_bench: $tool is missing" >&2; exit 1; }
 done

@@ -164,6 +164,9 @@ int main(int argc, char** argv) {
         for (int i = 0; i < argc; ++i)
             arguments.push_back(argv[i]);
         arguments.push_back(nullptr);
+        // Nothing started under the harness reads the caller's input.
+        if (!std::freopen("/dev/null", "r", stdin))
+            std::perror("startup_bench: /dev/null");
         ::execv(harness.constData(), arguments.data());
         std::perror("startup_bench: cannot start the harness");
         return 1;
