@@ -2,9 +2,11 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -40,6 +42,7 @@ bool runQuietly(const QStringList& command) {
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     pid_t pid = 0;
     int status = -1;
@@ -47,6 +50,24 @@ bool runQuietly(const QStringList& command) {
         waitpid(pid, &status, 0);
     posix_spawn_file_actions_destroy(&actions);
     return status == 0;
+}
+
+bool printLine(const Figure& figure, const Figure& anchor, const QString& goal, bool met) {
+    const double ratio = anchor.value != 0 ? figure.value / anchor.value : 0.0;
+    std::printf("  %-40s %9.2f %-4s  %-36s %9.2f %-4s  %7.3f  %-18s %s\n", qPrintable(figure.name),
+                figure.value, qPrintable(figure.unit), qPrintable(anchor.name), anchor.value,
+                qPrintable(anchor.unit), ratio, qPrintable(goal), met ? "ok" : "MISS");
+    std::fflush(stdout);
+    return met;
+}
+
+void hideInfoLogs() {
+    QLoggingCategory::setFilterRules(QStringLiteral("com.orvanta.*.info=false"));
+}
+
+void printHeading(const QString& text) {
+    std::printf("%s\n", qPrintable(text));
+    std::fflush(stdout);
 }
 
 } // namespace benchutil

@@ -1,11 +1,15 @@
-// Times thumbnails and metadata of 200 1080p H.264 clips through MediaProbe against the
-// command-line tools over the same files, in the same run: `ffmpegthumbnailer -s 400` for the
-// thumbnails, `ffprobe` for duration and size.
+// Times thumbnails and metadata of 200 distinct small H.264 clips through MediaProbe against the
+// same work done in-process by well-known libraries over the same files, in the same run:
+//  - thumbnails (a 400-pixel frame at a tenth of the length, as raw pixels) against
+//    libffmpegthumbnailer's VideoThumbnailer writing RGB into memory;
+//  - metadata (duration and picture size) against avformat_open_input +
+//    avformat_find_stream_info.
 //
-//   media_bench [DIR]   the clips are made in DIR (kept for later runs) or in a temporary
-//                       folder: one 3 s clip (30 frames a second, a key frame every 60) encoded
-//                       once and copied under 200 names. Every file is read once before timing,
-//                       so all runs read from the page cache.
+//   media_bench [DIR]   the clips are made in DIR (kept for later runs) or in a temporary folder:
+//                       8 encodes (one test pattern and picture size each, 480x270 to 854x480,
+//                       24 fps, the hue turning through the clip) cut into 25 clips of 1 to 2 s
+//                       each. Every file is read once before timing, so all runs read from the
+//                       page cache.
 
 #include "BenchUtil.h"
 #include "core/StandardOutput.h"
@@ -18,45 +22,91 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <algorithm>
-#include <cmath>
+#include <libffmpegthumbnailer/videothumbnailer.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 #include <cstdio>
-#include <functional>
+#include <string>
 #include <vector>
 
-#include <unistd.h>
-
+using benchutil::Figure;
 using benchutil::median;
 using benchutil::millisecondsOf;
 
 namespace {
 
-constexpr int kClips = 200;
+constexpr int kEncodes = 8;
+constexpr int kClipsPerEncode = 25;
+constexpr int kClips = kEncodes * kClipsPerEncode;
 constexpr int kRuns = 3;
+constexpr double kGoalRatio = 0.5;
 
-// Runs a program with its output thrown away; true when it exits with 0.
+struct Source {
+    const char* pattern;
+    const char* size;
+};
+constexpr Source kSources[kEncodes] = {{"testsrc2", "640x360"},    {"smptebars", "480x270"},
+                                       {"rgbtestsrc", "854x480"},  {"testsrc", "512x288"},
+                                       {"smptehdbars", "576x324"}, {"yuvtestsrc", "768x432"},
+                                       {"pal100bars", "448x252"},  {"pal75bars", "704x396"}};
+
+// Clip lengths cycle through 1, 1.25, ... 2 s; each cut falls on a forced key frame.
+double clipSeconds(int clip) {
+    return 1.0 + 0.25 * (clip % 5);
+}
+
+bool encodeClips(const QString& folder, int encode) {
+    const Source& source = kSources[encode];
+    QStringList cuts;
+    double at = 0;
+    for (int clip = 0; clip < kClipsPerEncode; ++clip) {
+        at += clipSeconds(encode + clip);
+        cuts.append(QString::number(at, 'f', 2));
+    }
+    cuts.removeLast();
+    // Built by hand: QString::arg would take ffmpeg's "%02d" for one of its own markers.
+    const QString pattern =
+        folder + QStringLiteral("/clip-") + QString::number(encode) + QStringLiteral("-%02d.mp4");
+    const QString input = QStringLiteral("%1=size=%2:rate=24:duration=%3,hue=h=t*%4")
+                              .arg(QLatin1String(source.pattern), QLatin1String(source.size))
+                              .arg(at, 0, 'f', 2)
+                              .arg(40 + encode * 7);
+    const QString times = cuts.join(u',');
+    QStringList command = QStringLiteral("ffmpeg -nostdin -v error -y -f lavfi -i").split(u' ');
+    command << input
+            << QStringLiteral("-c:v libx264 -preset ultrafast -pix_fmt yuv420p").split(u' ')
+            << QStringLiteral("-force_key_frames") << times << QStringLiteral("-f")
+            << QStringLiteral("segment") << QStringLiteral("-segment_times") << times
+            << QStringLiteral("-reset_timestamps") << QStringLiteral("1") << pattern;
+    return benchutil::runQuietly(command);
+}
+
 bool makeClips(const QString& folder, QStringList* paths) {
-    const QString master = folder + QStringLiteral("/master.mp4");
-    if (!QFile::exists(master)) {
+    const QString complete = folder + QStringLiteral("/complete");
+    if (!QFile::exists(complete)) {
         StandardOutput::printLine(
-            QStringLiteral("encoding a 3 s 1080p H.264 clip into %1 ...").arg(folder));
+            QStringLiteral("encoding %1 clips into %2 ...").arg(kClips).arg(folder));
         QDir().mkpath(folder);
-        const QString partial = folder + QStringLiteral("/master.partial.mp4");
-        if (!benchutil::runQuietly(
-                {QStringLiteral("ffmpeg"), QStringLiteral("-v"), QStringLiteral("error"),
-                 QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                 QStringLiteral("-i"), QStringLiteral("testsrc2=s=1920x1080:r=30:d=3"),
-                 QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
-                 QStringLiteral("yuv420p"), QStringLiteral("-g"), QStringLiteral("60"),
-                 QStringLiteral("-preset"), QStringLiteral("fast"), partial}) ||
-            !QFile::rename(partial, master))
+        for (int encode = 0; encode < kEncodes; ++encode) {
+            if (!encodeClips(folder, encode))
+                return false;
+        }
+        if (!QFile(complete).open(QIODevice::WriteOnly))
             return false;
     }
-    for (int i = 0; i < kClips; ++i) {
-        const QString path = folder + QStringLiteral("/clip%1.mp4").arg(i, 3, 10, QLatin1Char('0'));
-        if (!QFile::exists(path) && !QFile::copy(master, path))
-            return false;
-        paths->append(path);
+    for (int encode = 0; encode < kEncodes; ++encode) {
+        for (int clip = 0; clip < kClipsPerEncode; ++clip) {
+            const QString path = QStringLiteral("%1/clip-%2-%3.mp4")
+                                     .arg(folder)
+                                     .arg(encode)
+                                     .arg(clip, 2, 10, QLatin1Char('0'));
+            if (!QFile::exists(path))
+                return false;
+            paths->append(path);
+        }
     }
     return true;
 }
@@ -69,84 +119,104 @@ void readAll(const QStringList& paths) {
     }
 }
 
+// What a plain FFmpeg caller does to learn a file's duration and picture size.
+bool probeWithFfmpeg(const QByteArray& path, double* duration) {
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, path.constData(), nullptr, nullptr) < 0)
+        return false;
+    bool found = false;
+    if (avformat_find_stream_info(format, nullptr) >= 0) {
+        const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+        found = video >= 0 && format->streams[video]->codecpar->width > 0;
+        *duration = double(format->duration) / AV_TIME_BASE;
+    }
+    avformat_close_input(&format);
+    return found;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    for (const char* tool : {"ffmpeg", "ffprobe", "ffmpegthumbnailer"}) {
-        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty()) {
-            std::fprintf(stderr, "%s is missing (scripts/bench installs it)\n", tool);
-            return 1;
-        }
+    if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty()) {
+        std::fprintf(stderr, "ffmpeg is missing (scripts/bench installs it)\n");
+        return 1;
     }
+    av_log_set_level(AV_LOG_ERROR);
 
     QTemporaryDir temporary;
     const QString base = argc > 1 ? QString::fromLocal8Bit(argv[1]) : temporary.path();
-    const QString folder = QDir(base).absoluteFilePath(QStringLiteral("orvanta-bench-clips"));
+    const QString folder = QDir(base).absoluteFilePath(QStringLiteral("orvanta-bench-media"));
     QStringList paths;
     if (!makeClips(folder, &paths)) {
         std::fprintf(stderr, "could not make the clips\n");
         return 1;
     }
-    QTemporaryDir output;
-    const QString png = output.filePath(QStringLiteral("thumbnail.png"));
+    std::vector<QByteArray> encodedPaths;
+    for (const QString& path : std::as_const(paths))
+        encodedPaths.push_back(QFile::encodeName(path));
 
-    int thumbnails = 0;
     int failures = 0;
-    QSize thumbnailSize;
+    int thumbnails = 0;
     const auto ourThumbnails = [&] {
         thumbnails = 0;
-        for (const QString& path : paths) {
+        for (const QString& path : std::as_const(paths)) {
             const std::optional<QImage> image = MediaProbe::frameAt(
                 path, &ThumbnailCache::frameTime,
                 QSize(ThumbnailCache::maximumSide, ThumbnailCache::maximumSide));
-            if (image) {
+            if (image && image->width() == ThumbnailCache::maximumSide)
                 ++thumbnails;
-                thumbnailSize = image->size();
-            }
         }
     };
+    // The same frame (a tenth of the length), the same size, raw pixels into memory.
+    ffmpegthumbnailer::VideoThumbnailer thumbnailer(ThumbnailCache::maximumSide, false, true, 8,
+                                                    false);
+    thumbnailer.setSeekPercentage(10);
+    std::vector<uint8_t> pixels;
     const auto theirThumbnails = [&] {
-        for (const QString& path : paths) {
-            if (!benchutil::runQuietly({QStringLiteral("ffmpegthumbnailer"), QStringLiteral("-s"),
-                                        QStringLiteral("400"), QStringLiteral("-i"), path,
-                                        QStringLiteral("-o"), png}))
+        for (const QByteArray& path : encodedPaths) {
+            try {
+                const ffmpegthumbnailer::VideoFrameInfo info =
+                    thumbnailer.generateThumbnail(path.toStdString(), Rgb, pixels);
+                if (info.width != ThumbnailCache::maximumSide)
+                    ++failures;
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "libffmpegthumbnailer: %s\n", error.what());
                 ++failures;
+            }
         }
     };
     int probed = 0;
-    QSize probedSize;
-    double probedDuration = 0;
+    double durations = 0;
     const auto ourProbes = [&] {
         probed = 0;
-        for (const QString& path : paths) {
+        durations = 0;
+        for (const QString& path : std::as_const(paths)) {
             const std::optional<MediaProbe::Info> info = MediaProbe::probe(path);
-            if (info && info->hasVideo) {
+            if (info && info->hasVideo && info->displaySize.width() > 0) {
                 ++probed;
-                probedSize = info->displaySize;
-                probedDuration = info->duration;
+                durations += info->duration;
             }
         }
     };
+    double theirDurations = 0;
     const auto theirProbes = [&] {
-        for (const QString& path : paths) {
-            if (!benchutil::runQuietly({QStringLiteral("ffprobe"), QStringLiteral("-v"),
-                                        QStringLiteral("error"), QStringLiteral("-show_entries"),
-                                        QStringLiteral("stream=width,height:format=duration"),
-                                        path}))
+        theirDurations = 0;
+        for (const QByteArray& path : encodedPaths) {
+            double duration = 0;
+            if (!probeWithFfmpeg(path, &duration))
                 ++failures;
+            theirDurations += duration;
         }
     };
 
-    // Page cache, dynamic linker and decoder tables warm before anything is timed.
+    // Page cache and decoder tables warm before anything is timed.
     readAll(paths);
     ourThumbnails();
     ourProbes();
-    benchutil::runQuietly({QStringLiteral("ffmpegthumbnailer"), QStringLiteral("-s"),
-                           QStringLiteral("400"), QStringLiteral("-i"), paths.first(),
-                           QStringLiteral("-o"), png});
-    benchutil::runQuietly(
-        {QStringLiteral("ffprobe"), QStringLiteral("-v"), QStringLiteral("error"), paths.first()});
+    theirThumbnails();
+    theirProbes();
+    failures = 0;
 
     std::vector<double> ourThumbnailTimes;
     std::vector<double> theirThumbnailTimes;
@@ -163,30 +233,29 @@ int main(int argc, char** argv) {
     const double theirThumbnailMs = median(theirThumbnailTimes);
     const double ourProbeMs = median(ourProbeTimes);
     const double theirProbeMs = median(theirProbeTimes);
-    const double thumbnailRatio = ourThumbnailMs / theirThumbnailMs;
-    const double probeRatio = ourProbeMs / theirProbeMs;
-    std::printf("media: %d copies of a 3 s 1920x1080 H.264 clip (30 fps, key frame every 60)\n",
-                kClips);
-    std::printf("  thumbnails: %d made, %dx%d, frame at %.2f s\n", thumbnails,
-                thumbnailSize.width(), thumbnailSize.height(),
-                ThumbnailCache::frameTime(probedDuration));
-    std::printf("    MediaProbe::frameAt             median of %d: %9.1f ms (%.1f ms a file)\n",
-                kRuns, ourThumbnailMs, ourThumbnailMs / kClips);
-    std::printf("    ffmpegthumbnailer -s 400 (PNG)  median of %d: %9.1f ms (%.1f ms a file)\n",
-                kRuns, theirThumbnailMs, theirThumbnailMs / kClips);
-    std::printf("    ratio frameAt / ffmpegthumbnailer: %.3f (goal <= 0.50)%s\n", thumbnailRatio,
-                thumbnailRatio <= 0.5 ? "" : "  MISSED");
-    std::printf("  metadata: %d probed, %dx%d, %.2f s\n", probed, probedSize.width(),
-                probedSize.height(), probedDuration);
-    std::printf("    MediaProbe::probe               median of %d: %9.1f ms (%.2f ms a file)\n",
-                kRuns, ourProbeMs, ourProbeMs / kClips);
-    std::printf("    ffprobe -show_entries           median of %d: %9.1f ms (%.2f ms a file)\n",
-                kRuns, theirProbeMs, theirProbeMs / kClips);
-    std::printf("    ratio probe / ffprobe: %.4f (goal <= 0.50)%s\n", probeRatio,
-                probeRatio <= 0.5 ? "" : "  MISSED");
+    benchutil::printHeading(
+        QStringLiteral("media: %1 distinct H.264 clips, 448x252 to 854x480, 1 to 2 s at 24 fps, "
+                       "median of %2 passes (%3 s of video in all)")
+            .arg(kClips)
+            .arg(kRuns)
+            .arg(durations, 0, 'f', 1));
+    const QString goal = QStringLiteral("ratio <= %1").arg(kGoalRatio, 0, 'f', 2);
+    benchutil::printLine({QStringLiteral("thumbnails, MediaProbe::frameAt"),
+                          ourThumbnailMs / kClips, QStringLiteral("ms")},
+                         {QStringLiteral("libffmpegthumbnailer (RGB)"), theirThumbnailMs / kClips,
+                          QStringLiteral("ms")},
+                         goal, ourThumbnailMs <= kGoalRatio * theirThumbnailMs);
+    benchutil::printLine(
+        {QStringLiteral("metadata, MediaProbe::probe"), ourProbeMs / kClips, QStringLiteral("ms")},
+        {QStringLiteral("avformat open + find_stream_info"), theirProbeMs / kClips,
+         QStringLiteral("ms")},
+        goal, ourProbeMs <= kGoalRatio * theirProbeMs);
     const bool complete = thumbnails == kClips && probed == kClips && failures == 0 &&
-                          thumbnailSize == QSize(400, 225) && probedSize == QSize(1920, 1080);
+                          std::abs(durations - theirDurations) < 1.0;
     if (!complete)
-        std::fprintf(stderr, "incomplete: %d tool failures\n", failures);
+        std::fprintf(stderr,
+                     "incomplete: %d thumbnails, %d probed, %d anchor failures, %.2f s against "
+                     "%.2f s of video\n",
+                     thumbnails, probed, failures, durations, theirDurations);
     return complete ? 0 : 1;
 }

@@ -1,8 +1,11 @@
 // Start-up and memory of the whole program under the harness's X server (two 1920x1080
 // monitors, no GPU), with a library of 1,000 clips in 10 folders:
 //  1. from process start to the first video frame on screen, median of 5 starts (the first
-//     start builds the library, the others read it);
-//  2. resident memory after 60 s of playback on both monitors, each with its own queue.
+//     start builds the library, the others read it), beside the mpv player (--vo=x11, one
+//     window) from its start to its first frame of the same clip, median of 5 (mpv's verbose
+//     log says when the first frame is visible);
+//  2. resident memory after 60 s of playback on both monitors, each with its own queue, beside
+//     that of the mpv player after 20 s of the same clip in one window.
 // The clips are ten distinct 2 s 1080p30 H.264 clips, each hard-linked ten times per folder.
 //
 // Usage: startup_bench [WORK_DIR]   (runs itself inside scripts/harness)
@@ -31,6 +34,12 @@ constexpr int kClipsPerFolder = 100;
 constexpr int kDistinctClips = 10;
 constexpr int kStarts = 5;
 constexpr int kPlaybackSeconds = 60;
+constexpr int kMpvPlaybackSeconds = 20;
+constexpr double kStartGoalMs = 1000.0;
+constexpr double kMemoryGoalMB = 200.0;
+const QByteArray kOrvantaFirstFrame = "First video frame on screen";
+// Logged by mpv (cplayer, verbose) once the VO reports the first frame shown.
+const QByteArray kMpvFirstFrame = "first video frame after restart shown";
 
 bool makeLibrary(const QString& work) {
     const QString sources = work + QStringLiteral("/sources");
@@ -41,9 +50,9 @@ bool makeLibrary(const QString& work) {
             continue;
         // A different test pattern phase per clip, so no two clips are the same file.
         if (!benchutil::runQuietly(
-                {QStringLiteral("ffmpeg"), QStringLiteral("-v"), QStringLiteral("error"),
-                 QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                 QStringLiteral("-i"),
+                {QStringLiteral("ffmpeg"), QStringLiteral("-nostdin"), QStringLiteral("-v"),
+                 QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
+                 QStringLiteral("lavfi"), QStringLiteral("-i"),
                  QStringLiteral("testsrc2=size=1920x1080:rate=30:duration=2,hue=h=%1")
                      .arg(clip * 36),
                  QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
@@ -80,14 +89,20 @@ bool chooseFolders(const QString& work) {
     return true;
 }
 
-class Orvanta {
+// A program under measurement: the program or its anchor, its log read as it comes.
+class Program {
 public:
-    Orvanta() { m_process.setProcessChannelMode(QProcess::MergedChannels); }
-    ~Orvanta() { quit(); }
+    Program(const QString& program, const QStringList& arguments = {})
+        : m_program(program)
+        , m_arguments(arguments) {
+        m_process.setProcessChannelMode(QProcess::MergedChannels);
+        m_process.setStandardInputFile(QProcess::nullDevice());
+    }
+    ~Program() { quit(); }
 
     bool start() {
         m_timer.start();
-        m_process.start(QStringLiteral(ORVANTA_BIN), {});
+        m_process.start(m_program, m_arguments);
         return m_process.waitForStarted();
     }
     // Milliseconds since start() when the line appeared; negative if the program ended first.
@@ -121,6 +136,8 @@ public:
     const QByteArray& output() const { return m_output; }
 
 private:
+    QString m_program;
+    QStringList m_arguments;
     QProcess m_process;
     QElapsedTimer m_timer;
     QByteArray m_output;
@@ -147,11 +164,15 @@ int main(int argc, char** argv) {
         for (int i = 0; i < argc; ++i)
             arguments.push_back(argv[i]);
         arguments.push_back(nullptr);
+        // Nothing started under the harness reads the caller's input.
+        if (!std::freopen("/dev/null", "r", stdin))
+            std::perror("startup_bench: /dev/null");
         ::execv(harness.constData(), arguments.data());
         std::perror("startup_bench: cannot start the harness");
         return 1;
     }
     QCoreApplication app(argc, argv);
+    benchutil::hideInfoLogs();
     const QStringList arguments = QCoreApplication::arguments();
     const QString work = arguments.size() > 1 ? arguments.at(1)
                                               : qEnvironmentVariable("ORVANTA_HARNESS_ROOT") +
@@ -165,34 +186,74 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    std::printf("%d clips in %d folders, two 1920x1080 monitors (Xvfb, no GPU)\n",
-                kFolders * kClipsPerFolder, kFolders);
+    const QString clip = work + QStringLiteral("/sources/clip-0.mp4");
+    const QString orvantaBin = QStringLiteral(ORVANTA_BIN);
+    const QStringList mpvArguments{QStringLiteral("--no-config"),
+                                   QStringLiteral("--vo=x11"),
+                                   QStringLiteral("--ao=null"),
+                                   QStringLiteral("--no-input-terminal"),
+                                   QStringLiteral("--msg-level=all=warn,cplayer=v"),
+                                   QStringLiteral("--geometry=1920x1080+0+0"),
+                                   QStringLiteral("--no-border"),
+                                   QStringLiteral("--loop-file=inf"),
+                                   clip};
+    benchutil::printHeading(QStringLiteral("start-up: %1 clips in %2 folders, two 1920x1080 "
+                                           "monitors (Xvfb, no GPU), median of %3 starts")
+                                .arg(kFolders * kClipsPerFolder)
+                                .arg(kFolders)
+                                .arg(kStarts));
     std::vector<double> starts;
+    std::vector<double> mpvStarts;
     for (int run = 0; run < kStarts; ++run) {
-        Orvanta orvanta;
-        if (!orvanta.start())
-            return 1;
-        const double ms = orvanta.waitForLine("First video frame on screen");
-        if (ms < 0) {
-            std::fprintf(stderr, "startup_bench: no frame shown:\n%s\n",
-                         orvanta.output().constData());
-            return 1;
+        for (const bool anchor : {false, true}) {
+            Program program(anchor ? QStringLiteral("mpv") : orvantaBin,
+                            anchor ? mpvArguments : QStringList());
+            if (!program.start()) {
+                std::fprintf(stderr, "startup_bench: cannot start %s\n",
+                             anchor ? "mpv" : "the program");
+                return 1;
+            }
+            const double ms = program.waitForLine(anchor ? kMpvFirstFrame : kOrvantaFirstFrame);
+            if (ms < 0) {
+                std::fprintf(stderr, "startup_bench: no frame shown:\n%s\n",
+                             program.output().constData());
+                return 1;
+            }
+            (anchor ? mpvStarts : starts).push_back(ms);
         }
-        std::printf("  start %d: first frame after %7.1f ms%s\n", run + 1, ms,
-                    run == 0 ? "  (builds the library)" : "");
-        starts.push_back(ms);
+        std::printf("    start %d: first frame after %7.1f ms, mpv %7.1f ms%s\n", run + 1,
+                    starts.back(), mpvStarts.back(), run == 0 ? "  (builds the library)" : "");
     }
-    std::printf("start to first frame, median of %d   %7.1f ms  (goal <= 1000 ms)\n", kStarts,
-                benchutil::median(starts));
+    const double startMs = benchutil::median(starts);
+    const QString ms = QStringLiteral("ms");
+    benchutil::printLine(
+        {QStringLiteral("start to first frame"), startMs, ms},
+        {QStringLiteral("mpv --vo=x11 start to first frame"), benchutil::median(mpvStarts), ms},
+        QStringLiteral("<= %1 ms").arg(kStartGoalMs), startMs <= kStartGoalMs);
 
-    Orvanta orvanta;
-    if (!orvanta.start() || orvanta.waitForLine("First video frame on screen") < 0)
+    qint64 mpvRss = 0;
+    {
+        Program mpv(QStringLiteral("mpv"), mpvArguments);
+        if (!mpv.start() || mpv.waitForLine(kMpvFirstFrame) < 0)
+            return 1;
+        mpv.runFor(kMpvPlaybackSeconds);
+        mpvRss = statusKilobytes(mpv.pid(), "VmRSS");
+    }
+    Program orvanta(orvantaBin);
+    if (!orvanta.start() || orvanta.waitForLine(kOrvantaFirstFrame) < 0)
         return 1;
     orvanta.runFor(kPlaybackSeconds);
     const qint64 rss = statusKilobytes(orvanta.pid(), "VmRSS");
     const qint64 peak = statusKilobytes(orvanta.pid(), "VmHWM");
-    std::printf("resident memory after %d s on two monitors  %7.1f MiB  (peak %.1f MiB, goal "
-                "<= 200 MB)\n",
-                kPlaybackSeconds, double(rss) / 1024.0, double(peak) / 1024.0);
-    return rss > 0 ? 0 : 1;
+    const auto megabytes = [](qint64 kilobytes) {
+        return double(kilobytes) * 1024.0 / 1e6;
+    };
+    benchutil::printLine(
+        {QStringLiteral("resident memory, %1 s on two monitors").arg(kPlaybackSeconds),
+         megabytes(rss), QStringLiteral("MB")},
+        {QStringLiteral("mpv --vo=x11, %1 s in one window").arg(kMpvPlaybackSeconds),
+         megabytes(mpvRss), QStringLiteral("MB")},
+        QStringLiteral("<= %1 MB").arg(kMemoryGoalMB), megabytes(rss) <= kMemoryGoalMB);
+    std::printf("    peak resident memory %.1f MB\n", megabytes(peak));
+    return rss > 0 && mpvRss > 0 ? 0 : 1;
 }
