@@ -182,23 +182,13 @@ TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRig
     EXPECT_EQ(stored(), (QStringList{vanished, second}));
     EXPECT_EQ(FolderBookmarkManager(*m_prefs).folderURLs(), Urls{QUrl::fromLocalFile(second)});
 
-    // Once the folder is back, adding it stores a second bookmark beside the kept one.
+    // Once the folder is back, adding it stores a second bookmark beside the kept one; of the
+    // equal bookmarks, removing the folder takes its own.
     makeFolder(QStringLiteral("Vanished"));
     EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(vanished)));
     EXPECT_EQ(stored(), (QStringList{vanished, second, vanished}));
-}
-
-TEST_F(FolderBookmarkManagerTest, OfEqualBookmarksTheFoldersOwnIsRemoved) {
-    const QString folder = makeFolder(QStringLiteral("Twice"));
-    const QString gone = m_dir->filePath(QStringLiteral("Gone"));
-    store({folder, gone, folder});
-    FolderBookmarkManager manager(*m_prefs);
-    ASSERT_EQ(manager.folderURLs().size(), 2);
     manager.removeFolder(1);
-    EXPECT_EQ(stored(), (QStringList{folder, gone}));
-    manager.removeFolder(0);
-    EXPECT_EQ(stored(), QStringList{gone});
-    EXPECT_TRUE(manager.folderURLs().isEmpty());
+    EXPECT_EQ(stored(), (QStringList{vanished, second}));
 }
 
 // Out of file descriptors, a folder can't be listed but is still readable: it is shown, without
