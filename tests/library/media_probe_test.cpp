@@ -147,7 +147,7 @@ TEST_F(MediaProbeTest, RotatedFramesAreTurnedAsFFmpegTurnsThem) {
     // The quadrant (left to right, top to bottom) where ffmpeg's own command shows the red
     // corner of the marker clip; the others stay blue.
     const std::pair<QString, int> cases[] = {
-        {clips().marker, 0}, {clips().marker90, 1}, {clips().marker180, 3}, {clips().marker270, 2}};
+        {clips().marker, 0}, {clips().marker90, 2}, {clips().marker180, 3}, {clips().marker270, 1}};
     for (const auto& [path, redQuadrant] : cases) {
         const QImage image = frame(path, 0.0);
         const int w = image.width() / 2;
@@ -165,16 +165,16 @@ TEST_F(MediaProbeTest, RotatedFramesAreTurnedAsFFmpegTurnsThem) {
 TEST_F(MediaProbeTest, CallsFromManyThreadsAtOnceAgreeWithOneAtATime) {
     const QStringList paths = {clips().landscape,   clips().portrait,  clips().fullHD,
                                clips().longColours, clips().audioOnly, clips().empty};
-    struct Result {
-        std::optional<MediaProbe::Info> info;
-        std::optional<QImage> image;
-        QString error;
-    };
+    // What a probe and a frame give: the size (-1 when the probe fails), whether there is video,
+    // the frame and the error.
+    using Result = std::tuple<QSize, bool, QImage, QString>;
     const auto run = [](const QString& path) {
-        Result result;
-        result.info = MediaProbe::probe(path);
-        result.image = MediaProbe::frameAt(path, 1.0, QSize(400, 400), &result.error);
-        return result;
+        const std::optional<MediaProbe::Info> info = MediaProbe::probe(path);
+        QString error;
+        const QImage image =
+            MediaProbe::frameAt(path, 1.0, QSize(400, 400), &error).value_or(QImage());
+        return Result{info ? info->displaySize : QSize(-1, -1), info && info->hasVideo, image,
+                      error};
     };
     std::vector<Result> serial;
     for (const QString& path : paths)
@@ -184,20 +184,8 @@ TEST_F(MediaProbeTest, CallsFromManyThreadsAtOnceAgreeWithOneAtATime) {
         many += paths;
     const QList<Result> parallel = QtConcurrent::blockingMapped(many, run);
     ASSERT_EQ(parallel.size(), many.size());
-    for (qsizetype i = 0; i < parallel.size(); ++i) {
-        const Result& expected = serial[size_t(i % paths.size())];
-        SCOPED_TRACE(qPrintable(many[i]));
-        ASSERT_EQ(parallel[i].info.has_value(), expected.info.has_value());
-        if (expected.info) {
-            EXPECT_EQ(parallel[i].info->displaySize, expected.info->displaySize);
-            EXPECT_EQ(parallel[i].info->hasVideo, expected.info->hasVideo);
-        }
-        ASSERT_EQ(parallel[i].image.has_value(), expected.image.has_value());
-        if (expected.image) {
-            EXPECT_TRUE(*parallel[i].image == *expected.image);
-        }
-        EXPECT_EQ(parallel[i].error, expected.error);
-    }
+    for (qsizetype i = 0; i < parallel.size(); ++i)
+        EXPECT_TRUE(parallel[i] == serial[size_t(i % paths.size())]) << qPrintable(many[i]);
 }
 
 } // namespace

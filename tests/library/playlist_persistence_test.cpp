@@ -57,16 +57,13 @@ protected:
         prefs().set(PlaylistPersistence::itemsKey(screen), *StoredJson::encodeItems(items));
     }
     static QList<PlaylistItem> stored(const QString& screen) {
-        const auto data = prefs().dataForKey(PlaylistPersistence::itemsKey(screen));
-        if (!data)
-            return {};
-        return StoredJson::decodeItems(*data).value_or(QList<PlaylistItem>());
+        return StoredJson::decodeItems(
+                   prefs().dataForKey(PlaylistPersistence::itemsKey(screen)).value_or(""))
+            .value_or(QList<PlaylistItem>());
     }
     static QHash<QString, VideoMetadata> cache() {
-        const auto data = prefs().dataForKey(kMetadataKey);
-        if (!data)
-            return {};
-        return StoredJson::decodeMetadataCache(*data).value_or(QHash<QString, VideoMetadata>());
+        return StoredJson::decodeMetadataCache(prefs().dataForKey(kMetadataKey).value_or(""))
+            .value_or(QHash<QString, VideoMetadata>());
     }
     static QStringList names(const QList<PlaylistItem>& items) {
         QStringList result;

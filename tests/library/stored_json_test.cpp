@@ -197,42 +197,28 @@ TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {
     const QByteArray item = "{" + id +
                             R"("filename":"a","folderPath":"/v","isExcluded":false,)"
                             R"("addedDate":)";
-    const QByteArray broken[] = {
-        "",
-        "   ",
-        "[",
-        "[]x",
-        "[] []",
-        "[1,]",
-        "[,]",
-        "nul",
-        "[tru]",
-        "{\"a\":1}",                               // not an array
-        "[" + item + "01}]",                       // leading zero
-        "[" + item + "-}]",                        // no digits
-        "[" + item + "1.}]",                       // no fraction digits
-        "[" + item + ".5}]",                       // no integer part
-        "[" + item + "+1}]",                       // plus sign
-        "[" + item + "1e}]",                       // no exponent digits
-        "[" + item + "1e400}]",                    // beyond a double
-        "[" + item + "NaN}]",                      // not JSON
-        "[" + item + "1,}]",                       // trailing comma
-        "[" + item + "1 \"x\":1}]",                // missing comma
-        "[" + item + "1,\"x\"}]",                  // missing colon
-        "[" + item + "1,\"x\":\"\\q\"}]",          // unknown escape
-        "[" + item + "1,\"x\":\"\\u12\"}]",        // short \u escape
-        "[" + item + "1,\"x\":\"a\nb\"}]",         // raw control character
-        "[" + item + "1,\"x\":\"\xff\"}]",         // not UTF-8
-        "[" + item + "1,\"x\":\"\xc3\"}]",         // cut UTF-8 sequence
-        "[" + item + "1,\"x\":\"\xed\xa0\x80\"}]", // an encoded surrogate
-        "[" + item + "1,\"x\":\"abc}]",            // unterminated string
-        "[" + item + "1,\"x\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + "}]",
-        "[" + item + "1,\"width\":19.5}]", // a width that is not an integer
-        "[{" + id + R"("filename":"a","folderPath":"/v","addedDate":1}])",      // no isExcluded
-        "[{" + id + R"("filename":"a","folderPath":"/v","isExcluded":false}])", // no addedDate
-        R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","filename":"a","folderPath":"/v",)"
-        R"("isExcluded":false,"addedDate":1}])", // not a UUID as stored
-    };
+    QList<QByteArray> broken = {"",     "   ", "[",   "[]x",   "[] []",
+                                "[1,]", "[,]", "nul", "[tru]", "{\"a\":1}"}; // the last: no array
+    // Numbers: a leading zero, no digits, no fraction or integer part, a plus sign, no exponent
+    // digits, beyond a double, not JSON.
+    for (const char* number : {"01", "-", "1.", ".5", "+1", "1e", "1e400", "NaN"})
+        broken.append("[" + item + number + "}]");
+    // After a good number: a trailing comma, a missing comma or colon, an unknown or short
+    // escape, a raw control character, not UTF-8, a cut UTF-8 sequence, an encoded surrogate, an
+    // unterminated string, too deep nesting, a width that is not an integer.
+    for (const QByteArray& rest :
+         {QByteArray(","), QByteArray(" \"x\":1"), QByteArray(",\"x\""),
+          QByteArray(",\"x\":\"\\q\""), QByteArray(",\"x\":\"\\u12\""),
+          QByteArray(",\"x\":\"a\nb\""), QByteArray(",\"x\":\"\xff\""),
+          QByteArray(",\"x\":\"\xc3\""), QByteArray(",\"x\":\"\xed\xa0\x80\""),
+          QByteArray(",\"x\":\"abc"), ",\"x\":" + QByteArray(2000, '[') + QByteArray(2000, ']'),
+          QByteArray(",\"width\":19.5")})
+        broken.append("[" + item + "1" + rest + "}]");
+    // No isExcluded, no addedDate, an id not as stored.
+    broken.append("[{" + id + R"("filename":"a","folderPath":"/v","addedDate":1}])");
+    broken.append("[{" + id + R"("filename":"a","folderPath":"/v","isExcluded":false}])");
+    broken.append(R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","filename":"a",)"
+                  R"("folderPath":"/v","isExcluded":false,"addedDate":1}])");
     // The item itself is fine once complete, also with moderate nesting in an unknown member.
     ASSERT_TRUE(StoredJson::decodeItems("[" + item + "1}]"));
     EXPECT_TRUE(StoredJson::decodeItems("[" + item + "1,\"x\":" + QByteArray(100, '[') +
