@@ -61,26 +61,23 @@ protected:
 using Urls = QList<QUrl>;
 
 TEST_F(FolderBookmarkManagerTest, NothingStoredGivesNoFolders) {
-    LogCapture log;
     FolderBookmarkManager manager(*m_prefs);
-    EXPECT_TRUE(manager.folderURLs().isEmpty());
-    EXPECT_EQ(log.messages(kFolders), QStringList{"No bookmarks found in UserDefaults"});
-
-    // A value of another type, or an array holding anything but data, reads as nothing stored.
-    for (const QVariant& value :
-         {QVariant(QStringLiteral("/videos")),
-          QVariant(QVariantList{QByteArray("/videos"), QStringLiteral("/")})}) {
-        m_prefs->setValue(kKey, value);
-        log.clear();
+    // Nothing, a value of another type, or an array holding anything but data, reads as nothing
+    // stored; an empty array as no bookmarks.
+    const QString none = QStringLiteral("No bookmarks found in UserDefaults");
+    const std::pair<QVariant, QString> cases[] = {
+        {QVariant(), none},
+        {QVariant(QStringLiteral("/videos")), none},
+        {QVariant(QVariantList{QByteArray("/videos"), QStringLiteral("/")}), none},
+        {QVariant(QVariantList()), QStringLiteral("Found 0 bookmarks in UserDefaults")}};
+    for (const auto& [value, message] : cases) {
+        if (value.isValid())
+            m_prefs->setValue(kKey, value);
+        LogCapture log;
         manager.loadBookmarks();
         EXPECT_TRUE(manager.folderURLs().isEmpty());
-        EXPECT_EQ(log.messages(kFolders), QStringList{"No bookmarks found in UserDefaults"});
+        EXPECT_EQ(log.messages(kFolders), QStringList{message});
     }
-
-    m_prefs->set(kKey, QVariantList());
-    log.clear();
-    manager.loadBookmarks();
-    EXPECT_EQ(log.messages(kFolders), QStringList{"Found 0 bookmarks in UserDefaults"});
 }
 
 TEST_F(FolderBookmarkManagerTest, AddedFolderIsStoredAndSeenByEveryNewInstance) {

@@ -35,8 +35,7 @@ class PlaylistLibraryTest : public ::testing::Test {
 protected:
     void SetUp() override {
         testutil::resetUserStore();
-        m_dir = std::make_unique<QTemporaryDir>();
-        ASSERT_TRUE(m_dir->isValid());
+        ASSERT_TRUE(m_dir.isValid());
     }
     void TearDown() override { PlaylistPersistence::resetRegistryForTesting(); }
 
@@ -51,7 +50,7 @@ protected:
 
     // A real folder holding files with video names (their type is told by name).
     QString folder(const QString& name, const QStringList& files) {
-        const QString path = m_dir->filePath(name);
+        const QString path = m_dir.filePath(name);
         EXPECT_TRUE(QDir().mkpath(path));
         for (const QString& file : files)
             testutil::writeFile(path + u'/' + file, "video");
@@ -59,7 +58,7 @@ protected:
     }
     PlaylistItem item(const QString& relativePath, double addedDate = 1) {
         PlaylistItem result =
-            PlaylistItem::forFile(QUrl::fromLocalFile(m_dir->filePath(relativePath)));
+            PlaylistItem::forFile(QUrl::fromLocalFile(m_dir.filePath(relativePath)));
         result.addedDate = Timestamp{addedDate};
         return result;
     }
@@ -85,7 +84,7 @@ protected:
         return testutil::waitUntil([&] { return synced.count() == 1; });
     }
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    QTemporaryDir m_dir;
 };
 
 // Counts what the library saves and announces (to everyone and through its own signal).
@@ -440,7 +439,7 @@ TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssig
 
 TEST_F(PlaylistLibraryTest, RequestsWhileAScanIsUnderWayAreDropped) {
     folder(QStringLiteral("videos"), {"a.mp4"});
-    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("videos")));
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir.filePath("videos")));
     auto library = makeLibrary();
     QSignalSpy synced(library.get(), &PlaylistLibrary::allVideosSynced);
     QSignalSpy syncing(library.get(), &PlaylistLibrary::isSyncingChanged);
@@ -465,7 +464,7 @@ TEST_F(PlaylistLibraryTest, ALibraryGoneWhileItsScanRunsIsLeftAlone) {
     for (int n = 0; n < 2000; ++n)
         files.append(QStringLiteral("clip%1.mp4").arg(n));
     folder(QStringLiteral("many"), files);
-    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir->filePath("many")));
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir.filePath("many")));
 
     StdoutCapture out;
     for (int round = 0; round < 3; ++round) {

@@ -11,14 +11,11 @@
 #include "support/TestUtil.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <memory>
 
 namespace {
 
@@ -28,8 +25,7 @@ class PlaylistPersistenceTest : public ::testing::Test {
 protected:
     void SetUp() override {
         testutil::resetUserStore();
-        m_dir = std::make_unique<QTemporaryDir>();
-        ASSERT_TRUE(m_dir->isValid());
+        ASSERT_TRUE(m_dir.isValid());
     }
     void TearDown() override { PlaylistPersistence::resetRegistryForTesting(); }
 
@@ -37,7 +33,7 @@ protected:
 
     // A real file in the test's folder (or a sub-folder of it).
     QUrl file(const QString& relativePath) {
-        const QString path = m_dir->filePath(relativePath);
+        const QString path = m_dir.filePath(relativePath);
         if (!QFile::exists(path))
             testutil::writeFile(path, "not really a video");
         return QUrl::fromLocalFile(path);
@@ -72,7 +68,7 @@ protected:
         return result;
     }
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    QTemporaryDir m_dir;
 };
 
 // --- Keys and registry -------------------------------------------------------------------------
@@ -179,11 +175,14 @@ TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
 
 TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollowsTheScan) {
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    // An empty scan of an empty list stores the empty list.
+    screen.syncWithFolderContents({});
+    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
     QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
     EXPECT_EQ(itemsSpy.count(), 1);
     ASSERT_EQ(names(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
-    EXPECT_EQ(screen.items().at(2).folderPath, m_dir->filePath(QStringLiteral("sub")));
+    EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath(QStringLiteral("sub")));
     EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
 
     // Exclude b, then put c first by hand.
@@ -199,13 +198,21 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     EXPECT_EQ(names(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.excludedCount(), 1);
+
+    // An empty scan never clears a list.
+    const QList<PlaylistItem> items = screen.items();
+    QSignalSpy storeSpy(&prefs(), &Preferences::valueChanged);
+    itemsSpy.clear();
+    screen.syncWithFolderContents({});
+    EXPECT_EQ(screen.items(), items);
+    EXPECT_EQ(stored(QStringLiteral("1")), items);
+    EXPECT_EQ(storeSpy.count(), 0);
+    EXPECT_EQ(itemsSpy.count(), 0);
 }
 
 TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata) {
     PlaylistItem a = storedItem(QStringLiteral("a.mp4"), 10);
-    a.duration = 42.5;
-    a.width = 1920;
-    a.height = 1080;
+    a.applyMetadata({42.5, 1920, 1080});
     a.isExcluded = true;
     a.customOrder = 1;
     PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 20);
@@ -236,23 +243,6 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
     PlaylistPersistence& other = PlaylistPersistence::forScreen(QStringLiteral("2"));
     other.syncWithFolderContents(files({"a.mp4"}));
     EXPECT_EQ(other.items().at(0).duration, 42.5);
-}
-
-TEST_F(PlaylistPersistenceTest, AnEmptyScanNeverClearsAList) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
-    screen.syncWithFolderContents({});
-    // Saved: the empty list is stored.
-    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
-
-    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
-    const QList<PlaylistItem> items = screen.items();
-    QSignalSpy storeSpy(&prefs(), &Preferences::valueChanged);
-    QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
-    screen.syncWithFolderContents({});
-    EXPECT_EQ(screen.items(), items);
-    EXPECT_EQ(stored(QStringLiteral("1")), items);
-    EXPECT_EQ(storeSpy.count(), 0);
-    EXPECT_EQ(itemsSpy.count(), 0);
 }
 
 TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
@@ -366,31 +356,26 @@ TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
 // --- Metadata cache and stored items -----------------------------------------------------------
 
 TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
+    const VideoMetadata full{5.0, 640, 480};
     PlaylistItem complete = storedItem(QStringLiteral("complete.mp4"), 1);
-    complete.duration = 5.0;
-    complete.width = 640;
-    complete.height = 480;
+    complete.applyMetadata(full);
     PlaylistItem noHeight = storedItem(QStringLiteral("no-height.mp4"), 2);
-    noHeight.duration = 7.0;
-    noHeight.width = 640;
-    PlaylistItem nothing = storedItem(QStringLiteral("nothing.mp4"), 3);
-    store(QStringLiteral("1"), {complete, noHeight, nothing});
+    noHeight.applyMetadata({7.0, 640, std::nullopt});
+    store(QStringLiteral("1"), {complete, noHeight, storedItem(QStringLiteral("nothing.mp4"), 3)});
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
     screen.saveItems();
-    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{
-                           {complete.lookupKey(), VideoMetadata{5.0, 640, 480}}}));
+    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{{complete.lookupKey(), full}}));
 
     // Entries are replaced by complete items only, and never removed.
     const VideoMetadata old{1.0, 2, 3};
-    const QString gone = m_dir->filePath(QStringLiteral("gone.mp4"));
+    const QString gone = m_dir.filePath(QStringLiteral("gone.mp4"));
     prefs().set(kMetadataKey,
                 *StoredJson::encodeMetadataCache(
                     {{noHeight.lookupKey(), old}, {complete.lookupKey(), old}, {gone, old}}));
     screen.saveItems();
     EXPECT_EQ(cache(),
-              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
-                                             {noHeight.lookupKey(), old},
-                                             {gone, old}}));
+              (QHash<QString, VideoMetadata>{
+                  {complete.lookupKey(), full}, {noHeight.lookupKey(), old}, {gone, old}}));
 
     // Loading applies cached entries to the items, over what they had stored.
     screen.loadItems();
@@ -401,9 +386,8 @@ TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
     // An unreadable cache is started afresh; it is only a cache.
     prefs().set(kMetadataKey, QByteArray("{broken"));
     screen.saveItems();
-    EXPECT_EQ(cache(),
-              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
-                                             {noHeight.lookupKey(), old}}));
+    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{{complete.lookupKey(), full},
+                                                      {noHeight.lookupKey(), old}}));
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOverwritten) {

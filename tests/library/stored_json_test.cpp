@@ -54,9 +54,7 @@ TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
     full.isExcluded = true;
     full.customOrder = 0; // present though zero
     full.addedDate = Timestamp{0};
-    full.duration = 12.5;
-    full.width = 1920;
-    full.height = 1080;
+    full.applyMetadata({12.5, 1920, 1080});
     PlaylistItem bare = item(QStringLiteral("city.mkv"), QStringLiteral("/home/me/Videos"));
     bare.id = QUuid::fromString(QLatin1String("E621E1F8-C36C-495A-93FC-0C247A3E6E60"));
     bare.addedDate =
