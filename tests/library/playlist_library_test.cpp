@@ -30,6 +30,8 @@ namespace {
 
 const QString kLibraryKey = QStringLiteral("playlistLibrary");
 const QString kAllVideos = QStringLiteral("All Videos");
+const QString kAutoAssigned =
+    QStringLiteral("PlaylistLibrary: Auto-assigned All Videos playlist to shared persistence");
 
 class PlaylistLibraryTest : public ::testing::Test {
 protected:
@@ -321,10 +323,9 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     out.clear();
     ASSERT_TRUE(testutil::waitUntil([&] { return !library.isSyncing(); }));
     EXPECT_EQ(library.playlists().at(0).items, migrated.items);
-    EXPECT_EQ(libraryLines(out),
-              (QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos",
-                           "PlaylistLibrary: Auto-assigned All Videos playlist to shared "
-                           "persistence"}));
+    EXPECT_EQ(
+        libraryLines(out),
+        (QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos", kAutoAssigned}));
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), migrated.id);
 
     // Only an empty library takes the per-screen lists: a new one reads the stored playlist.
@@ -361,10 +362,9 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     EXPECT_EQ(created.items.at(0).folderPath, evening);
     EXPECT_EQ(stored(), library->playlists());
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
-    EXPECT_EQ(libraryLines(out),
-              (QStringList{"PlaylistLibrary: Created All Videos playlist with 2 videos",
-                           "PlaylistLibrary: Auto-assigned All Videos playlist to shared "
-                           "persistence"}));
+    EXPECT_EQ(
+        libraryLines(out),
+        (QStringList{"PlaylistLibrary: Created All Videos playlist with 2 videos", kAutoAssigned}));
     EXPECT_EQ(effects.announced(), 2);
 
     // More files and a second folder: existing entries stay as they are.

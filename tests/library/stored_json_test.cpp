@@ -154,16 +154,10 @@ TEST(StoredJsonText, AgreesWithQtsJsonReaderAndWriter) {
     EXPECT_EQ(StoredJson::decodeItems(*ours), items);
     // Our text is JSON that Qt reads; Qt's text of the same values, compact or indented, reads
     // back as the same items.
-    QJsonParseError parseError;
-    const QJsonDocument read = QJsonDocument::fromJson(*ours, &parseError);
-    ASSERT_EQ(parseError.error, QJsonParseError::NoError)
-        << parseError.errorString().toStdString() << " at " << parseError.offset;
-    for (auto format : {QJsonDocument::Compact, QJsonDocument::Indented}) {
-        QString error;
-        const auto decoded = StoredJson::decodeItems(read.toJson(format), &error);
-        ASSERT_TRUE(decoded) << error.toStdString();
-        EXPECT_EQ(*decoded, items);
-    }
+    const QJsonDocument read = QJsonDocument::fromJson(*ours);
+    ASSERT_EQ(read.array().size(), items.size());
+    for (auto format : {QJsonDocument::Compact, QJsonDocument::Indented})
+        EXPECT_EQ(StoredJson::decodeItems(read.toJson(format)), items) << format;
 }
 
 TEST(StoredJsonText, ReadsWhatOtherWritersMayProduce) {
@@ -319,9 +313,11 @@ TEST(PlaylistItemValues, FilesAndLookupKeys) {
     EXPECT_NE(PlaylistItem::forFile(url).id, fresh.id);
 }
 
-TEST(PlaylistItemValues, DurationText) {
+TEST(PlaylistItemValues, DurationResolutionAndAspectTexts) {
     PlaylistItem entry = item(QStringLiteral("a.mp4"));
     EXPECT_FALSE(entry.durationText());
+    EXPECT_FALSE(entry.resolutionText());
+    EXPECT_FALSE(entry.aspectText());
     const std::pair<double, const char*> cases[] = {
         {0.0, "0:00"},       {9.99, "0:09"},      {65.9, "1:05"},       {3599.9, "59:59"},
         {3600.0, "1:00:00"}, {3725.0, "1:02:05"}, {36000.0, "10:00:00"}};
@@ -333,12 +329,7 @@ TEST(PlaylistItemValues, DurationText) {
         entry.duration = unknown;
         EXPECT_FALSE(entry.durationText()) << unknown;
     }
-}
 
-TEST(PlaylistItemValues, ResolutionAndAspectTexts) {
-    PlaylistItem entry = item(QStringLiteral("a.mp4"));
-    EXPECT_FALSE(entry.resolutionText());
-    EXPECT_FALSE(entry.aspectText());
     entry.width = 1920;
     EXPECT_FALSE(entry.resolutionText());
     EXPECT_FALSE(entry.aspectText());
