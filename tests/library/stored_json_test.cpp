@@ -335,9 +335,9 @@ TEST(PlaylistItemValues, DurationResolutionAndAspectTexts) {
     EXPECT_FALSE(entry.aspectText());
 
     // Exact, nearest within 0.1 (2.4 is nearer 2.35 than 21:9), portrait, and none near.
-    const std::tuple<qint64, qint64, const char*> cases[] = {
+    const std::tuple<qint64, qint64, const char*> aspects[] = {
         {1920, 1080, "16:9"}, {1920, 800, "2.35:1"}, {1080, 1920, "9:16"}, {3000, 1000, "3.00:1"}};
-    for (const auto& [width, height, aspect] : cases) {
+    for (const auto& [width, height, aspect] : aspects) {
         entry.width = width;
         entry.height = height;
         EXPECT_EQ(entry.aspectText(), QString::fromLatin1(aspect)) << width << "x" << height;
