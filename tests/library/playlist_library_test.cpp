@@ -110,8 +110,6 @@ struct Effects {
     QSignalSpy ownPosts;
 };
 
-// --- Operations --------------------------------------------------------------------------------
-
 TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
     auto library = makeLibrary();
     EXPECT_TRUE(library->playlists().isEmpty());
@@ -242,8 +240,6 @@ TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
     EXPECT_FALSE(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId());
 }
 
-// --- Stored document ---------------------------------------------------------------------------
-
 TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten) {
     // Readable JSON, but a sort order outside 0 to 4 makes all of it unreadable.
     NamedPlaylist evening;
@@ -278,8 +274,6 @@ TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten
     library->createPlaylist(QStringLiteral("Night"), {});
     EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
 }
-
-// --- Migration ---------------------------------------------------------------------------------
 
 TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     const QString videos = folder(QStringLiteral("videos"), {"a.mp4", "b.mp4", "c.mp4", "d.mp4"});
@@ -336,8 +330,6 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     EXPECT_EQ(libraryLines(out),
               QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos"});
 }
-
-// --- "All Videos" and the folders --------------------------------------------------------------
 
 TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     StdoutCapture out;

@@ -46,8 +46,6 @@ QStringList names(const QList<PlaylistItem>& items) {
     return result;
 }
 
-// --- Items -------------------------------------------------------------------------------------
-
 TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
     PlaylistItem full = item(QStringLiteral("beach.mp4"), QStringLiteral("/home/me/Videos"));
     full.id = QUuid::fromString(QLatin1String(kItemId));
@@ -109,8 +107,6 @@ TEST(StoredJsonItems, ANonFiniteDurationCannotBeWritten) {
             {{QStringLiteral("/v/a.mp4"), VideoMetadata{duration, 1, 1}}}, &error));
     }
 }
-
-// --- Text ------------------------------------------------------------------------------------
 
 TEST(StoredJsonText, AgreesWithQtsJsonReaderAndWriter) {
     // Random items whose texts mix plain text, JSON's special characters, controls, accents, other
@@ -224,8 +220,6 @@ TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {
     }
 }
 
-// --- Metadata cache ----------------------------------------------------------------------------
-
 TEST(StoredJsonMetadataCache, RoundTripsAndLeavesOutAbsentValues) {
     const QHash<QString, VideoMetadata> cache = {
         {QStringLiteral("/v/a.mp4"), VideoMetadata{12.0, 1920, 1080}},
@@ -244,8 +238,6 @@ TEST(StoredJsonMetadataCache, RoundTripsAndLeavesOutAbsentValues) {
     EXPECT_FALSE(StoredJson::decodeMetadataCache(R"([])"));
     EXPECT_FALSE(StoredJson::decodeMetadataCache(R"({"/v/c.mp4":{"width":"wide"}})"));
 }
-
-// --- Library document --------------------------------------------------------------------------
 
 QByteArray libraryDocument(const char* sortOrder) {
     return QByteArray(R"([{"id":")") + kPlaylistId + R"(","name":"Evening","items":[{"id":")" +
@@ -296,8 +288,6 @@ TEST(StoredJsonLibrary, AnUnknownSortOrderOrAMissingKeyMakesTheWholeDocumentUnre
         EXPECT_FALSE(error.isEmpty());
     }
 }
-
-// --- Value types -------------------------------------------------------------------------------
 
 TEST(PlaylistItemValues, FilesAndLookupKeys) {
     const QUrl url = QUrl::fromLocalFile(QStringLiteral("/home/me/Sea Side/wave 1.mp4"));
