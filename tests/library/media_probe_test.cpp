@@ -128,21 +128,6 @@ TEST_F(MediaProbeTest, FrameIsTheFirstShownAtOrAfterTheTimeUnlessTwoSecondsLate)
     }
 }
 
-TEST_F(MediaProbeTest, TimeMayBeChosenFromTheDuration) {
-    double seen = -1;
-    QString error;
-    const std::optional<QImage> image = MediaProbe::frameAt(
-        clips().longColours,
-        [&seen](double duration) {
-            seen = duration;
-            return duration / 10; // 1.2 s: blue
-        },
-        QSize(400, 400), &error);
-    ASSERT_TRUE(image) << qPrintable(error);
-    EXPECT_NEAR(seen, 12.0, 0.05);
-    EXPECT_EQ(testutil::primaryName(*image), QStringLiteral("blue"));
-}
-
 TEST_F(MediaProbeTest, RotatedFramesAreTurnedAsFFmpegTurnsThem) {
     // The quadrant (left to right, top to bottom) where ffmpeg's own command shows the red
     // corner of the marker clip; the others stay blue.
