@@ -11,14 +11,11 @@
 #include "support/TestUtil.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <memory>
 
 namespace {
 
@@ -28,8 +25,7 @@ class PlaylistPersistenceTest : public ::testing::Test {
 protected:
     void SetUp() override {
         testutil::resetUserStore();
-        m_dir = std::make_unique<QTemporaryDir>();
-        ASSERT_TRUE(m_dir->isValid());
+        ASSERT_TRUE(m_dir.isValid());
     }
     void TearDown() override { PlaylistPersistence::resetRegistryForTesting(); }
 
@@ -37,7 +33,7 @@ protected:
 
     // A real file in the test's folder (or a sub-folder of it).
     QUrl file(const QString& relativePath) {
-        const QString path = m_dir->filePath(relativePath);
+        const QString path = m_dir.filePath(relativePath);
         if (!QFile::exists(path))
             testutil::writeFile(path, "not really a video");
         return QUrl::fromLocalFile(path);
@@ -57,16 +53,13 @@ protected:
         prefs().set(PlaylistPersistence::itemsKey(screen), *StoredJson::encodeItems(items));
     }
     static QList<PlaylistItem> stored(const QString& screen) {
-        const auto data = prefs().dataForKey(PlaylistPersistence::itemsKey(screen));
-        if (!data)
-            return {};
-        return StoredJson::decodeItems(*data).value_or(QList<PlaylistItem>());
+        return StoredJson::decodeItems(
+                   prefs().dataForKey(PlaylistPersistence::itemsKey(screen)).value_or(""))
+            .value_or(QList<PlaylistItem>());
     }
     static QHash<QString, VideoMetadata> cache() {
-        const auto data = prefs().dataForKey(kMetadataKey);
-        if (!data)
-            return {};
-        return StoredJson::decodeMetadataCache(*data).value_or(QHash<QString, VideoMetadata>());
+        return StoredJson::decodeMetadataCache(prefs().dataForKey(kMetadataKey).value_or(""))
+            .value_or(QHash<QString, VideoMetadata>());
     }
     static QStringList names(const QList<PlaylistItem>& items) {
         QStringList result;
@@ -75,37 +68,23 @@ protected:
         return result;
     }
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    QTemporaryDir m_dir;
 };
 
-// --- Keys and registry -------------------------------------------------------------------------
-
-TEST_F(PlaylistPersistenceTest, AFreshScreenHasNoItemsNoShuffleLoopAndNoAssignment) {
+TEST_F(PlaylistPersistenceTest, AFreshScreenHasDefaultsAndOneInstanceInTheRegistry) {
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("724"));
     EXPECT_EQ(screen.screenId(), "724");
+    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("724")), &screen);
+    EXPECT_NE(&PlaylistPersistence::forScreen(QStringLiteral("2")), &screen);
+    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("default")),
+              &PlaylistPersistence::shared());
+    EXPECT_EQ(PlaylistPersistence::shared().screenId(), "default");
     EXPECT_TRUE(screen.items().isEmpty());
     EXPECT_FALSE(screen.shuffleEnabled());
     EXPECT_TRUE(screen.loopEnabled());
     EXPECT_FALSE(screen.assignedPlaylistId());
-    EXPECT_FALSE(screen.assignedPlaylist());
-    EXPECT_TRUE(screen.enabledItems().isEmpty());
-    EXPECT_EQ(screen.excludedCount(), 0);
     // Reading writes nothing.
     EXPECT_TRUE(prefs().allKeys().isEmpty()) << prefs().allKeys().join(u' ').toStdString();
-}
-
-TEST_F(PlaylistPersistenceTest, ReadsStoredSwitchesAndAssignment) {
-    const QUuid id = QUuid::createUuid();
-    prefs().set(QStringLiteral("playlist_1_shuffle"), true);
-    prefs().set(QStringLiteral("playlist_1_loop"), false);
-    prefs().set(QStringLiteral("playlist_1_assignedPlaylist"), StoredJson::uuidText(id).toLower());
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
-    EXPECT_TRUE(screen.shuffleEnabled());
-    EXPECT_FALSE(screen.loopEnabled());
-    EXPECT_EQ(screen.assignedPlaylistId(), id);
-    // Written back in its canonical form.
-    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_1_assignedPlaylist")),
-              StoredJson::uuidText(id));
 }
 
 TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanIsOnAndAnAssignmentThatIsNoUuidIsNone) {
@@ -154,26 +133,15 @@ TEST_F(PlaylistPersistenceTest, SwitchesAndAssignmentWriteTheirKeysAtOnce) {
     EXPECT_FALSE(prefs().objectForKey(QStringLiteral("playlist_5_assignedPlaylist")).isValid());
     EXPECT_EQ(assignedSpy.count(), 2);
 
-    // A new instance on the same store sees all of it.
+    // A new instance on the same store sees all of it; an assignment in lower case is written
+    // back in its canonical form.
+    prefs().set(QStringLiteral("playlist_5_assignedPlaylist"), StoredJson::uuidText(id).toLower());
     PlaylistPersistence again(QStringLiteral("5"), prefs());
     EXPECT_TRUE(again.shuffleEnabled());
     EXPECT_FALSE(again.loopEnabled());
-    EXPECT_FALSE(again.assignedPlaylistId());
-}
-
-TEST_F(PlaylistPersistenceTest, TheRegistryKeepsOneInstancePerScreen) {
-    PlaylistPersistence& shared = PlaylistPersistence::shared();
-    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("default")), &shared);
-    EXPECT_EQ(shared.screenId(), "default");
-    PlaylistPersistence& one = PlaylistPersistence::forScreen(QStringLiteral("1"));
-    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("1")), &one);
-    EXPECT_NE(&PlaylistPersistence::forScreen(QStringLiteral("2")), &one);
-    EXPECT_NE(&one, &shared);
-
-    // An assignment through either name is seen through the other.
-    const QUuid id = QUuid::createUuid();
-    PlaylistPersistence::forScreen(QStringLiteral("default")).setAssignedPlaylistId(id);
-    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), id);
+    EXPECT_EQ(again.assignedPlaylistId(), id);
+    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_5_assignedPlaylist")),
+              StoredJson::uuidText(id));
 }
 
 TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
@@ -198,20 +166,16 @@ TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
     library.deletePlaylist(evening.id);
 }
 
-// --- Merging folder scans ----------------------------------------------------------------------
-
 TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollowsTheScan) {
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    // An empty scan of an empty list stores the empty list.
+    screen.syncWithFolderContents({});
+    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
     QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
     EXPECT_EQ(itemsSpy.count(), 1);
     ASSERT_EQ(names(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
-    EXPECT_EQ(screen.items().at(2).folderPath, m_dir->filePath(QStringLiteral("sub")));
-    for (const PlaylistItem& item : screen.items()) {
-        EXPECT_FALSE(item.isExcluded);
-        EXPECT_FALSE(item.customOrder);
-        EXPECT_FALSE(item.duration);
-    }
+    EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath(QStringLiteral("sub")));
     EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
 
     // Exclude b, then put c first by hand.
@@ -221,22 +185,27 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     ASSERT_EQ(names(before), (QStringList{"c.mp4", "a.mp4", "b.mp4"}));
 
     screen.syncWithFolderContents(files({"b.mp4", "a.mp4", "sub/c.mp4"}));
-    EXPECT_EQ(names(screen.items()), (QStringList{"b.mp4", "a.mp4", "c.mp4"}));
-    EXPECT_EQ(screen.items().at(0), before.at(2));
-    EXPECT_EQ(screen.items().at(1), before.at(1));
-    EXPECT_EQ(screen.items().at(2), before.at(0));
+    EXPECT_EQ(screen.items(), (QList<PlaylistItem>{before.at(2), before.at(1), before.at(0)}));
     EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
     // Play order still follows the hand-made order, without the excluded b.
     EXPECT_EQ(names(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.excludedCount(), 1);
+
+    // An empty scan never clears a list.
+    const QList<PlaylistItem> items = screen.items();
+    QSignalSpy storeSpy(&prefs(), &Preferences::valueChanged);
+    itemsSpy.clear();
+    screen.syncWithFolderContents({});
+    EXPECT_EQ(screen.items(), items);
+    EXPECT_EQ(stored(QStringLiteral("1")), items);
+    EXPECT_EQ(storeSpy.count(), 0);
+    EXPECT_EQ(itemsSpy.count(), 0);
 }
 
 TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata) {
     PlaylistItem a = storedItem(QStringLiteral("a.mp4"), 10);
-    a.duration = 42.5;
-    a.width = 1920;
-    a.height = 1080;
+    a.applyMetadata({42.5, 1920, 1080});
     a.isExcluded = true;
     a.customOrder = 1;
     PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 20);
@@ -252,38 +221,21 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
 
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
     ASSERT_EQ(screen.items().size(), 2);
-    const PlaylistItem back = screen.items().at(0);
+    PlaylistItem back = screen.items().at(0);
     EXPECT_NE(back.id, a.id);
-    EXPECT_FALSE(back.isExcluded);
-    EXPECT_FALSE(back.customOrder);
     EXPECT_GT(back.addedDate, a.addedDate);
-    EXPECT_EQ(back.duration, 42.5);
-    EXPECT_EQ(back.width, 1920);
-    EXPECT_EQ(back.height, 1080);
+    // Exclusion and order are not regained; the metadata is.
+    back.id = a.id;
+    back.addedDate = a.addedDate;
+    a.isExcluded = false;
+    a.customOrder.reset();
+    EXPECT_EQ(back, a);
     EXPECT_EQ(screen.items().at(1), b);
 
     // Another screen meeting the file for the first time gets the metadata as well.
     PlaylistPersistence& other = PlaylistPersistence::forScreen(QStringLiteral("2"));
     other.syncWithFolderContents(files({"a.mp4"}));
     EXPECT_EQ(other.items().at(0).duration, 42.5);
-}
-
-TEST_F(PlaylistPersistenceTest, AnEmptyScanNeverClearsAList) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
-    screen.syncWithFolderContents({});
-    EXPECT_TRUE(screen.items().isEmpty());
-    // Saved: the empty list is stored.
-    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
-
-    screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
-    const QList<PlaylistItem> items = screen.items();
-    QSignalSpy storeSpy(&prefs(), &Preferences::valueChanged);
-    QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
-    screen.syncWithFolderContents({});
-    EXPECT_EQ(screen.items(), items);
-    EXPECT_EQ(stored(QStringLiteral("1")), items);
-    EXPECT_EQ(storeSpy.count(), 0);
-    EXPECT_EQ(itemsSpy.count(), 0);
 }
 
 TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
@@ -308,30 +260,27 @@ TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
     EXPECT_EQ(screen.items(), (QList<PlaylistItem>{first, b}));
 }
 
-// --- Play order and editing --------------------------------------------------------------------
-
 TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "c.mp4", "d.mp4", "e.mp4"}));
 
-    const auto moveAndCheck = [&](const QList<qsizetype>& from, qsizetype to,
-                                  const QStringList& expected) {
+    // Down (the destination counts positions before the move); up, several at once, keeping
+    // their order; to the end; onto itself.
+    const std::tuple<QList<qsizetype>, qsizetype, QStringList> moves[] = {
+        {{0}, 3, {"b.mp4", "c.mp4", "a.mp4", "d.mp4", "e.mp4"}},
+        {{4, 2}, 1, {"b.mp4", "a.mp4", "e.mp4", "c.mp4", "d.mp4"}},
+        {{1, 3}, 5, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
+        {{2}, 2, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
+        {{2}, 3, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
+    };
+    for (const auto& [from, to, expected] : moves) {
+        SCOPED_TRACE(to);
         screen.moveItems(from, to);
-        EXPECT_EQ(names(screen.items()), expected);
+        EXPECT_EQ(names(screen.enabledItems()), expected);
         for (qsizetype n = 0; n < screen.items().size(); ++n)
             EXPECT_EQ(screen.items().at(n).customOrder, n);
-        EXPECT_EQ(names(screen.enabledItems()), expected);
         EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
-    };
-    // Down: the destination counts positions before the move.
-    moveAndCheck({0}, 3, {"b.mp4", "c.mp4", "a.mp4", "d.mp4", "e.mp4"});
-    // Up, several at once, keeping their order.
-    moveAndCheck({4, 2}, 1, {"b.mp4", "a.mp4", "e.mp4", "c.mp4", "d.mp4"});
-    // To the end.
-    moveAndCheck({1, 3}, 5, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
-    // Onto itself: nothing moves.
-    moveAndCheck({2}, 2, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
-    moveAndCheck({2}, 3, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"});
+    }
 
     screen.resetOrder();
     for (const PlaylistItem& item : screen.items())
@@ -395,34 +344,27 @@ TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
     EXPECT_EQ(one.excludedCount(), 2);
 }
 
-// --- Metadata cache and stored items -----------------------------------------------------------
-
 TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
+    const VideoMetadata full{5.0, 640, 480};
     PlaylistItem complete = storedItem(QStringLiteral("complete.mp4"), 1);
-    complete.duration = 5.0;
-    complete.width = 640;
-    complete.height = 480;
+    complete.applyMetadata(full);
     PlaylistItem noHeight = storedItem(QStringLiteral("no-height.mp4"), 2);
-    noHeight.duration = 7.0;
-    noHeight.width = 640;
-    PlaylistItem nothing = storedItem(QStringLiteral("nothing.mp4"), 3);
-    store(QStringLiteral("1"), {complete, noHeight, nothing});
+    noHeight.applyMetadata({7.0, 640, std::nullopt});
+    store(QStringLiteral("1"), {complete, noHeight, storedItem(QStringLiteral("nothing.mp4"), 3)});
     PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
     screen.saveItems();
-    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{
-                           {complete.lookupKey(), VideoMetadata{5.0, 640, 480}}}));
+    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{{complete.lookupKey(), full}}));
 
     // Entries are replaced by complete items only, and never removed.
     const VideoMetadata old{1.0, 2, 3};
-    const QString gone = m_dir->filePath(QStringLiteral("gone.mp4"));
+    const QString gone = m_dir.filePath(QStringLiteral("gone.mp4"));
     prefs().set(kMetadataKey,
                 *StoredJson::encodeMetadataCache(
                     {{noHeight.lookupKey(), old}, {complete.lookupKey(), old}, {gone, old}}));
     screen.saveItems();
     EXPECT_EQ(cache(),
-              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
-                                             {noHeight.lookupKey(), old},
-                                             {gone, old}}));
+              (QHash<QString, VideoMetadata>{
+                  {complete.lookupKey(), full}, {noHeight.lookupKey(), old}, {gone, old}}));
 
     // Loading applies cached entries to the items, over what they had stored.
     screen.loadItems();
@@ -433,9 +375,8 @@ TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
     // An unreadable cache is started afresh; it is only a cache.
     prefs().set(kMetadataKey, QByteArray("{broken"));
     screen.saveItems();
-    EXPECT_EQ(cache(),
-              (QHash<QString, VideoMetadata>{{complete.lookupKey(), VideoMetadata{5.0, 640, 480}},
-                                             {noHeight.lookupKey(), old}}));
+    EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{{complete.lookupKey(), full},
+                                                      {noHeight.lookupKey(), old}}));
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOverwritten) {

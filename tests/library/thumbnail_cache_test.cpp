@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -58,55 +58,44 @@ protected:
     }
 
     // Keeps every worker of the shared pool busy until released, so a generation waits.
-    class PoolBlocker {
-    public:
+    struct PoolBlocker {
         PoolBlocker() {
-            m_count = QThreadPool::globalInstance()->maxThreadCount();
-            for (int i = 0; i < m_count; ++i) {
+            for (int i = 0; i < count; ++i)
                 QThreadPool::globalInstance()->start([this] {
-                    m_started.release();
-                    m_release.acquire();
+                    started.release();
+                    go.acquire();
                 });
-            }
-            m_started.acquire(m_count);
+            started.acquire(count);
         }
         ~PoolBlocker() { release(); }
-        void release() {
-            m_release.release(m_count);
-            m_count = 0;
-        }
-
-    private:
-        int m_count = 0;
-        QSemaphore m_started;
-        QSemaphore m_release;
+        void release() { go.release(std::exchange(count, 0)); }
+        int count = QThreadPool::globalInstance()->maxThreadCount();
+        QSemaphore started;
+        QSemaphore go;
     };
 
     std::unique_ptr<ThumbnailCache> m_cache;
 };
 
-TEST_F(ThumbnailCacheTest, ClipIsShownAtATenthOfItsLengthAtMostOneSecond) {
+TEST_F(ThumbnailCacheTest, ClipIsShownAtATenthOfItsLengthAtMostOneSecondAndCached) {
+    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
     // 5.04 s: the frame at 0.504 s is the green one; the start is red, the rest blue.
-    EXPECT_EQ(testutil::primaryName(thumbnail(clips().shortColours)), QStringLiteral("green"));
+    const QImage first = thumbnail(clips().shortColours);
+    EXPECT_EQ(testutil::primaryName(first), QStringLiteral("green"));
+    const QUrl url = QUrl::fromLocalFile(clips().shortColours);
+    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
+    EXPECT_FALSE(m_cache->isGenerating(url));
+    EXPECT_EQ(changed.count(), 1);
+    // Once cached, delivered before the call returns.
+    const std::shared_ptr<Delivery> again = request(clips().shortColours);
+    EXPECT_EQ(again->calls, 1);
+    EXPECT_TRUE(again->image == first);
+    EXPECT_EQ(changed.count(), 1);
+
     // 12 s: green from 1 s to 1.2 s; a tenth of the length (1.2 s) would be blue.
     EXPECT_EQ(testutil::primaryName(thumbnail(clips().longColours)), QStringLiteral("green"));
     // Fitted into 400 pixels as MediaProbe fits frames.
     EXPECT_EQ(thumbnail(clips().fullHDPortrait).size(), QSize(225, 400));
-}
-
-TEST_F(ThumbnailCacheTest, CachedThumbnailIsDeliveredBeforeTheCallReturns) {
-    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
-    const QImage first = thumbnail(clips().landscape);
-    ASSERT_FALSE(first.isNull());
-    const QUrl url = QUrl::fromLocalFile(clips().landscape);
-    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
-    EXPECT_FALSE(m_cache->isGenerating(url));
-    EXPECT_EQ(changed.count(), 1);
-
-    const std::shared_ptr<Delivery> again = request(clips().landscape);
-    EXPECT_EQ(again->calls, 1);
-    EXPECT_TRUE(again->image == first);
-    EXPECT_EQ(changed.count(), 1);
 }
 
 TEST_F(ThumbnailCacheTest, SecondRequestDuringGenerationGetsTheResultAfterTheRetry) {
@@ -134,38 +123,39 @@ TEST_F(ThumbnailCacheTest, SecondRequestDuringGenerationGetsTheResultAfterTheRet
 
 TEST_F(ThumbnailCacheTest, SecondRequestGetsNothingWhenGenerationTakesLonger) {
     const QUrl url = QUrl::fromLocalFile(clips().landscape);
+    thumbnail(clips().tiny);
+    auto doomed = std::make_unique<ThumbnailCache>();
     PoolBlocker blocker;
     const std::shared_ptr<Delivery> first = request(clips().landscape);
     const std::shared_ptr<Delivery> second = request(clips().landscape);
-    ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0; }));
-    EXPECT_EQ(second->calls, 1);
+    // A cache gone before its result delivers nothing, but its retry still answers.
+    const std::shared_ptr<Delivery> doomedFirst = request(clips().landscape, doomed.get());
+    const std::shared_ptr<Delivery> doomedSecond = request(clips().landscape, doomed.get());
+    doomed.reset();
+    ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0 && doomedSecond->calls > 0; }));
     EXPECT_TRUE(second->image.isNull());
+    EXPECT_TRUE(doomedSecond->image.isNull());
     EXPECT_EQ(first->calls, 0);
+    // Clearing leaves the generation in flight alone.
+    m_cache->clearCache();
     EXPECT_TRUE(m_cache->isGenerating(url));
+    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
 
     blocker.release();
     ASSERT_TRUE(testutil::waitUntil([&] { return first->calls > 0; }));
     EXPECT_FALSE(first->image.isNull());
-    EXPECT_FALSE(m_cache->cachedImage(url).isNull());
+    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("98 KB"));
+    testutil::settle();
     EXPECT_EQ(second->calls, 1);
+    EXPECT_EQ(doomedFirst->calls, 0);
+    EXPECT_EQ(doomedSecond->calls, 1);
 }
 
 // The failure's description is MediaProbe's, tested there.
-TEST_F(ThumbnailCacheTest, FailurePrintsALineAndIsTriedAgainNextTime) {
+TEST_F(ThumbnailCacheTest, FailurePrintsALineOncePerGenerationAndIsTriedAgainNextTime) {
     StdoutCapture output;
-    EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
-    EXPECT_EQ(output.count(kNoVideoTrack), 1);
-    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
-    EXPECT_FALSE(m_cache->isGenerating(QUrl::fromLocalFile(clips().audioOnly)));
-
-    EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
-    EXPECT_EQ(output.count(kNoVideoTrack), 2);
-
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
-}
-
-TEST_F(ThumbnailCacheTest, ConcurrentRequestsForOneFileGenerateOnce) {
-    StdoutCapture output;
+    // Concurrent requests for one file generate once.
     const std::shared_ptr<Delivery> first = request(clips().audioOnly);
     const std::shared_ptr<Delivery> second = request(clips().audioOnly);
     const std::shared_ptr<Delivery> third = request(clips().audioOnly);
@@ -176,15 +166,19 @@ TEST_F(ThumbnailCacheTest, ConcurrentRequestsForOneFileGenerateOnce) {
         EXPECT_TRUE(delivery->image.isNull());
     }
     EXPECT_EQ(output.count(kNoVideoTrack), 1);
+    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
+    EXPECT_FALSE(m_cache->isGenerating(QUrl::fromLocalFile(clips().audioOnly)));
+    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+
+    EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
+    EXPECT_EQ(output.count(kNoVideoTrack), 2);
 }
 
 TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
     QList<QUrl> urls;
     for (int i = 0; i < 60; ++i) {
         const QString path = clips().folder + QStringLiteral("/copy-%1.mp4").arg(i);
-        if (!QFile::exists(path)) {
-            ASSERT_TRUE(QFile::copy(clips().tiny, path));
-        }
+        ASSERT_TRUE(QFile::exists(path) || QFile::copy(clips().tiny, path));
         urls.append(QUrl::fromLocalFile(path));
     }
     QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
@@ -211,40 +205,7 @@ TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
     EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
     EXPECT_EQ(changed.count(), 61);
     EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
-    for (const QUrl& url : urls)
-        EXPECT_TRUE(m_cache->cachedImage(url).isNull());
-}
-
-TEST_F(ThumbnailCacheTest, ClearingLeavesGenerationsInFlightAlone) {
-    const QUrl url = QUrl::fromLocalFile(clips().landscape);
-    thumbnail(clips().tiny);
-    PoolBlocker blocker;
-    const std::shared_ptr<Delivery> pending = request(clips().landscape);
-    m_cache->clearCache();
-    EXPECT_TRUE(m_cache->isGenerating(url));
-    EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
-    blocker.release();
-    ASSERT_TRUE(testutil::waitUntil([&] { return pending->calls > 0; }));
-    EXPECT_FALSE(pending->image.isNull());
-    EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("98 KB"));
-}
-
-TEST_F(ThumbnailCacheTest, CacheGoneBeforeTheResultDeliversNothingButRetriesGetNone) {
-    auto cache = std::make_unique<ThumbnailCache>();
-    std::shared_ptr<Delivery> first;
-    std::shared_ptr<Delivery> second;
-    {
-        PoolBlocker blocker;
-        first = request(clips().landscape, cache.get());
-        second = request(clips().landscape, cache.get());
-        cache.reset();
-    }
-    ASSERT_TRUE(testutil::waitUntil([&] { return second->calls > 0; }));
-    EXPECT_TRUE(second->image.isNull());
-    testutil::settle();
-    EXPECT_EQ(first->calls, 0);
-    EXPECT_EQ(second->calls, 1);
+    EXPECT_TRUE(m_cache->cachedImage(urls.last()).isNull());
 }
 
 TEST_F(ThumbnailCacheTest, MemorySizesReadInBinaryUnits) {
