@@ -83,50 +83,6 @@ void addClipFolder(const QTemporaryDir& dir, int count, double seconds = 3.0) {
     ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));
 }
 
-// Starts the real program and ends it the way a session does.
-TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTerminationQuitsCleanly) {
-    requireHarness();
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    for (int signalNumber : {SIGTERM, SIGINT}) {
-        const bool firstStart = signalNumber == SIGTERM;
-        RunningOrvanta orvanta(dir.path());
-        ASSERT_TRUE(orvanta.start());
-        ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
-        EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
-            << orvanta.output().constData();
-        EXPECT_TRUE(orvanta.quitWith(signalNumber))
-            << "signal " << signalNumber << orvanta.output().constData();
-
-        // The first start writes the defaults (their values are the store's own test); the
-        // second leaves the user's choice alone.
-        Preferences store(storePath(dir));
-        EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")),
-                  QVariant(qint64(firstStart ? 2 : 0)));
-        store.set(QStringLiteral("transitionType"), 0);
-    }
-}
-
-// The program shows a window on every monitor and builds them anew, once, when a monitor goes.
-TEST(OrvantaLaunch, PlaysOnEveryScreenAndRebuildsWhenAMonitorIsUnplugged) {
-    requireHarness();
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1));
-
-    RunningOrvanta orvanta(dir.path());
-    ASSERT_TRUE(orvanta.start());
-    ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
-
-    // The monitor stays unplugged: this program has a harness of its own.
-    const testutil::ProcessResult unplug = testutil::runProcess(
-        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
-    ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
-    EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
-    EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
-    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
-}
-
 QString playerctl(const QStringList& arguments) {
     const testutil::ProcessResult result = testutil::runProcess(
         QStringLiteral("playerctl"),
@@ -198,6 +154,40 @@ TEST(OrvantaLaunch, MediaKeysDriveTheRunningProgram) {
     EXPECT_EQ(waitForPlayerctl(fields, first), first);
 
     EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+}
+
+// Starts the real program twice and ends it the way a session does. The first start writes the
+// defaults (their values are the store's own test); the second leaves the user's choice alone,
+// shows a window on every monitor and builds them anew, once, when a monitor goes. Last: the
+// monitor stays unplugged, and this program has a harness of its own.
+TEST(OrvantaLaunch, FirstStartWritesDefaultsAndAnUnpluggedMonitorRebuildsOnce) {
+    requireHarness();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    {
+        RunningOrvanta orvanta(dir.path());
+        ASSERT_TRUE(orvanta.start());
+        ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    }
+    EXPECT_EQ(Preferences(storePath(dir)).objectForKey(QStringLiteral("transitionType")),
+              QVariant(qint64(2)));
+    Preferences(storePath(dir)).set(QStringLiteral("transitionType"), 0);
+    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1));
+
+    RunningOrvanta orvanta(dir.path());
+    ASSERT_TRUE(orvanta.start());
+    ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
+    const testutil::ProcessResult unplug = testutil::runProcess(
+        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
+    EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
+    EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
+    EXPECT_TRUE(orvanta.quitWith(SIGINT)) << orvanta.output().constData();
+    EXPECT_EQ(Preferences(storePath(dir)).objectForKey(QStringLiteral("transitionType")),
+              QVariant(qint64(0)));
 }
 
 } // namespace
