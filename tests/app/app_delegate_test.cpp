@@ -33,10 +33,7 @@ namespace {
 class FakePowerSource : public PowerSource {
 public:
     std::optional<Snapshot> snapshot() const override {
-        Source battery;
-        battery.isInternalBattery = true;
-        battery.isBatteryPower = m_onBattery;
-        return Snapshot{battery};
+        return Snapshot{Source{true, m_onBattery, std::nullopt}};
     }
     void start() override {}
     void setOnBattery(bool onBattery) {

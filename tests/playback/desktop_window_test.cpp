@@ -155,16 +155,13 @@ QString xprop(WId window, const char* property) {
 }
 
 TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
-    const QString edid =
-        ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
-                                          QStringLiteral("ABC123"), QStringLiteral("DP-1"));
+    const auto id = [](const char* serial, const char* connector) {
+        return ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
+                                                 QLatin1String(serial), QLatin1String(connector));
+    };
     // The same display on another connector keeps its identifier.
-    EXPECT_EQ(edid, ScreenIdentifier::fromDescription(
-                        QStringLiteral("DEL"), QStringLiteral("U2720Q"), QStringLiteral("ABC123"),
-                        QStringLiteral("HDMI-2")));
-    EXPECT_NE(edid,
-              ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
-                                                QStringLiteral("ABC124"), QStringLiteral("DP-1")));
+    EXPECT_EQ(id("ABC123", "DP-1"), id("ABC123", "HDMI-2"));
+    EXPECT_NE(id("ABC123", "DP-1"), id("ABC124", "DP-1"));
     // FNV-1a of "DP-1".
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, QStringLiteral("DP-1")),
               QStringLiteral("498784119"));

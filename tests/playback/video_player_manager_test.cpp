@@ -48,9 +48,8 @@ protected:
     static void TearDownTestSuite() { s_dir.reset(); }
 
     void SetUp() override {
-        Preferences& store = Preferences::standard();
         testutil::resetUserStore();
-        store.set(QStringLiteral("transitionType"), 0);
+        Preferences::standard().set(QStringLiteral("transitionType"), 0);
     }
 
     static QString path(const char* relative) {
@@ -63,7 +62,7 @@ protected:
         ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(path(folder))));
     }
 
-    static bool waitForTransitions(QSignalSpy& spy, int count) {
+    static bool waitForTransitions(const QSignalSpy& spy, int count) {
         return testutil::waitUntil([&] { return spy.count() >= count; }, 30000);
     }
 
