@@ -243,7 +243,6 @@ TEST_F(PreferencesTest, FirstStartWritesThePageDefaultsOnce) {
 
     store.applyFirstRunDefaults();
     EXPECT_EQ(store.objectForKey(QStringLiteral("autoPlayOnLaunch")), QVariant(true));
-    EXPECT_EQ(store.objectForKey(QStringLiteral("pauseOnScreenLock")), QVariant(true));
     EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")), QVariant(qint64(0)));
     EXPECT_EQ(store.objectForKey(QStringLiteral("transitionDuration")), QVariant(1.5));
     EXPECT_EQ(keys.count(), 3);

@@ -361,12 +361,11 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         const int before = finished.count();
         QList<double> outgoingOpacities;
         QList<double> incomingOpacities;
-        const auto outgoingWatch =
-            QObject::connect(outgoing, &QQuickItem::opacityChanged, outgoing,
-                             [&] { outgoingOpacities.append(outgoing->opacity()); });
-        const auto incomingWatch =
-            QObject::connect(incoming, &QQuickItem::opacityChanged, incoming,
-                             [&] { incomingOpacities.append(incoming->opacity()); });
+        auto watch = std::make_unique<QObject>(); // the watching ends with it
+        for (auto [surface, opacities] :
+             {std::pair{outgoing, &outgoingOpacities}, std::pair{incoming, &incomingOpacities}})
+            QObject::connect(surface, &QQuickItem::opacityChanged, watch.get(),
+                             [surface, opacities] { opacities->append(surface->opacity()); });
         // What the desktop shows in the middle of the screen, all through the transition.
         QList<QColor> shown;
         const QPoint centre = controller.screen()->geometry().center();
@@ -381,8 +380,7 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
             shown.append(desktopPixel(centre));
             return finished.count() > before && testutil::primaryName(shown.last()) == to;
         }));
-        QObject::disconnect(outgoingWatch);
-        QObject::disconnect(incomingWatch);
+        watch.reset();
         EXPECT_EQ(view->isPlayerAActive(), toA);
         EXPECT_EQ(manager->activePlayer() == manager->playerA(), toA);
         EXPECT_EQ(incoming->opacity(), 1.0);
