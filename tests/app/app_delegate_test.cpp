@@ -5,12 +5,9 @@
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
-#include "library/PlaylistPersistence.h"
 #include "playback/DesktopWindowController.h"
-#include "playback/PlaylistManager.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
-#include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
@@ -36,10 +33,7 @@ namespace {
 class FakePowerSource : public PowerSource {
 public:
     std::optional<Snapshot> snapshot() const override {
-        Source battery;
-        battery.isInternalBattery = true;
-        battery.isBatteryPower = m_onBattery;
-        return Snapshot{battery};
+        return Snapshot{Source{true, m_onBattery, std::nullopt}};
     }
     void start() override {}
     void setOnBattery(bool onBattery) {
@@ -190,17 +184,9 @@ TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
     ASSERT_TRUE(video.has_value());
     EXPECT_EQ(video->currentIndex, 0);
     EXPECT_EQ(video->totalVideoCount, managers().first()->totalVideoCount());
-    m_delegate->stopAllPlayback();
-    EXPECT_FALSE(MediaKeyHandler::shared().isEnabled());
-}
 
-TEST_F(AppDelegateTest, RebuildWhilePlayingStopsAndResumesOnTheNewWindows) {
-    addClips();
-    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
-    launch();
-    ASSERT_TRUE(waitForAllPlaying(true));
+    // A rebuild while playing stops, and resumes on the new windows.
     const DesktopWindowController* before = m_delegate->desktopWindows().front().get();
-
     SyncManager::shared().setSyncEnabled(true);
     EXPECT_FALSE(m_delegate->isPlaying()) << "stopped for the rebuild";
     ASSERT_EQ(m_delegate->desktopWindows().size(), 2u);
@@ -216,6 +202,9 @@ TEST_F(AppDelegateTest, RebuildWhilePlayingStopsAndResumesOnTheNewWindows) {
     EXPECT_TRUE(
         testutil::waitUntil([&] { return m_delegate->isPlaying() && shared->isPlaying(); }));
     EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->playingScreenCount() == 1; }));
+
+    m_delegate->stopAllPlayback();
+    EXPECT_FALSE(MediaKeyHandler::shared().isEnabled());
 }
 
 TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnReopening) {
@@ -223,31 +212,27 @@ TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnR
     m_store.set(QStringLiteral("scheduleEnabled"), true);
     m_store.set(QStringLiteral("scheduleStartHour"), 9);
     m_store.set(QStringLiteral("scheduleEndHour"), 17);
-    m_store.set(
-        QStringLiteral("scheduleEnabledDays"),
-        QVariantList{qint64(0), qint64(1), qint64(2), qint64(3), qint64(4), qint64(5), qint64(6)});
+    m_store.set(QStringLiteral("scheduleEnabledDays"), QVariantList{0, 1, 2, 3, 4, 5, 6});
     launch();
     ASSERT_TRUE(m_schedule->isWithinSchedule());
     ASSERT_FALSE(m_delegate->isPlaying());
-
-    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(18, 0)));
-    m_schedule->checkSchedule();
-    testutil::settle();
+    const auto wednesdayAt = [this](int hour) {
+        m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(hour, 0)));
+        m_schedule->checkSchedule();
+        testutil::settle();
+    };
+    wednesdayAt(18);
     EXPECT_FALSE(m_delegate->pausedBySchedule());
-    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
-    m_schedule->checkSchedule();
-    testutil::settle();
+    wednesdayAt(12);
     EXPECT_FALSE(m_delegate->isPlaying()) << "the schedule never started it";
 
     // The same closing while playing pauses, and the reopening resumes.
     m_delegate->startAllPlayback();
     ASSERT_TRUE(waitForAllPlaying(true));
-    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(18, 0)));
-    m_schedule->checkSchedule();
+    wednesdayAt(18);
     EXPECT_TRUE(waitForAllPlaying(false));
     EXPECT_TRUE(m_delegate->pausedBySchedule());
-    m_clock->set(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
-    m_schedule->checkSchedule();
+    wednesdayAt(12);
     EXPECT_TRUE(waitForAllPlaying(true));
     EXPECT_FALSE(m_delegate->pausedBySchedule());
 }
@@ -294,9 +279,11 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
     EXPECT_FALSE(m_delegate->isPlaying());
 }
 
-TEST_F(AppDelegateTest, PauseOnBatteryFollowsThePowerSourceAndExternalPowerStartsPlayback) {
+TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     addClips();
     m_store.set(QStringLiteral("pauseOnBattery"), true);
+    m_store.set(QStringLiteral("pauseOnScreenLock"), true);
+    m_store.set(QStringLiteral("audioMuted"), false);
     launch();
     // On external power the subscription made with the windows starts playback at once, with
     // auto-play off.
@@ -312,28 +299,22 @@ TEST_F(AppDelegateTest, PauseOnBatteryFollowsThePowerSourceAndExternalPowerStart
     m_power->setOnBattery(true);
     testutil::settle();
     EXPECT_TRUE(m_delegate->isPlaying());
-}
 
-TEST_F(AppDelegateTest, LockMutesUnmutedPlayersAndUnlockRestoresThem) {
-    addClips();
-    m_store.set(QStringLiteral("pauseOnScreenLock"), true);
-    m_store.set(QStringLiteral("audioMuted"), false);
-    launch();
-    for (VideoPlayerManager* manager : managers())
-        ASSERT_FALSE(manager->playerA()->isMuted());
-
+    // Locking mutes unmuted players, without touching the preference; unlocking restores them.
+    const auto allMuted = [this](bool muted) {
+        for (VideoPlayerManager* manager : managers()) {
+            if (manager->playerA()->isMuted() != muted || manager->playerB()->isMuted() != muted)
+                return false;
+        }
+        return true;
+    };
+    ASSERT_TRUE(allMuted(false));
     Q_EMIT NotificationCenter::instance().screenDidLock();
     EXPECT_FALSE(m_delegate->wasAudioMutedBeforeLock());
-    for (VideoPlayerManager* manager : managers()) {
-        EXPECT_TRUE(manager->playerA()->isMuted());
-        EXPECT_TRUE(manager->playerB()->isMuted());
-    }
+    EXPECT_TRUE(allMuted(true));
     EXPECT_EQ(m_store.objectForKey(QStringLiteral("audioMuted")), QVariant(false));
     Q_EMIT NotificationCenter::instance().screenDidUnlock();
-    for (VideoPlayerManager* manager : managers()) {
-        EXPECT_FALSE(manager->playerA()->isMuted());
-        EXPECT_FALSE(manager->playerB()->isMuted());
-    }
+    EXPECT_TRUE(allMuted(false));
 }
 
 } // namespace

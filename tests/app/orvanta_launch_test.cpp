@@ -62,16 +62,12 @@ private:
     QByteArray m_output;
 };
 
-void requireHarness() {
-    ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "run the tests under scripts/harness";
-}
-
 QString storePath(const QTemporaryDir& dir) {
     return dir.filePath(QStringLiteral("config/orvanta/preferences.sqlite3"));
 }
 
 // Encodes clips a.mp4, b.mp4, ... into root/clips and makes that folder the program's source.
-void addClipFolder(const QTemporaryDir& dir, int count, double seconds = 3.0) {
+void addClipFolder(const QTemporaryDir& dir, int count, double seconds) {
     testutil::ClipSpec clip;
     clip.seconds = seconds;
     for (int i = 0; i < count; ++i) {
@@ -81,50 +77,6 @@ void addClipFolder(const QTemporaryDir& dir, int count, double seconds = 3.0) {
     Preferences store(storePath(dir));
     FolderBookmarkManager folders(store);
     ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));
-}
-
-// Starts the real program and ends it the way a session does.
-TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTerminationQuitsCleanly) {
-    requireHarness();
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    for (int signalNumber : {SIGTERM, SIGINT}) {
-        const bool firstStart = signalNumber == SIGTERM;
-        RunningOrvanta orvanta(dir.path());
-        ASSERT_TRUE(orvanta.start());
-        ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
-        EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
-            << orvanta.output().constData();
-        EXPECT_TRUE(orvanta.quitWith(signalNumber))
-            << "signal " << signalNumber << orvanta.output().constData();
-
-        // The first start writes the defaults (their values are the store's own test); the
-        // second leaves the user's choice alone.
-        Preferences store(storePath(dir));
-        EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")),
-                  QVariant(qint64(firstStart ? 2 : 0)));
-        store.set(QStringLiteral("transitionType"), 0);
-    }
-}
-
-// The program shows a window on every monitor and builds them anew, once, when a monitor goes.
-TEST(OrvantaLaunch, PlaysOnEveryScreenAndRebuildsWhenAMonitorIsUnplugged) {
-    requireHarness();
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1));
-
-    RunningOrvanta orvanta(dir.path());
-    ASSERT_TRUE(orvanta.start());
-    ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
-
-    // The monitor stays unplugged: this program has a harness of its own.
-    const testutil::ProcessResult unplug = testutil::runProcess(
-        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
-    ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
-    EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
-    EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
-    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
 }
 
 QString playerctl(const QStringList& arguments) {
@@ -149,15 +101,27 @@ QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
     return last;
 }
 
-// The running program answers the desktop's media controls: what plays, play/pause and the
-// track keys (what followers are told is MediaKeyHandler's own test).
-TEST(OrvantaLaunch, MediaKeysDriveTheRunningProgram) {
-    requireHarness();
+// Starts the real program twice and ends it the way a session does. The first start writes the
+// defaults (their values are the store's own test). The second leaves the user's choice alone,
+// answers the desktop's media controls (what followers are told is MediaKeyHandler's own test),
+// and builds the windows anew, once, when a monitor goes: it stays unplugged, and this program has
+// a harness of its own.
+TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeysAndMonitors) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
+    {
+        RunningOrvanta orvanta(dir.path());
+        ASSERT_TRUE(orvanta.start());
+        ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    }
     ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 3, 20.0));
     {
         Preferences store(storePath(dir));
+        EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")), QVariant(qint64(2)));
+        store.set(QStringLiteral("transitionType"), 0);
         // One shared queue, so the primary screen's video is the only one that moves.
         store.set(QStringLiteral("syncDisplays"), true);
         // Long enough that no video ends on its own while the test runs.
@@ -166,7 +130,8 @@ TEST(OrvantaLaunch, MediaKeysDriveTheRunningProgram) {
 
     RunningOrvanta orvanta(dir.path());
     ASSERT_TRUE(orvanta.start());
-    ASSERT_TRUE(orvanta.readUntil("started with 3 videos")) << orvanta.output().constData();
+    ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
+    EXPECT_TRUE(orvanta.output().contains("started with 3 videos")) << orvanta.output().constData();
 
     const QStringList status{QStringLiteral("status")};
     EXPECT_EQ(waitForPlayerctl(status, QStringLiteral("Playing")), QStringLiteral("Playing"));
@@ -197,7 +162,14 @@ TEST(OrvantaLaunch, MediaKeysDriveTheRunningProgram) {
     EXPECT_EQ(playerctl({QStringLiteral("previous")}), QString());
     EXPECT_EQ(waitForPlayerctl(fields, first), first);
 
-    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    const testutil::ProcessResult unplug = testutil::runProcess(
+        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
+    EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
+    EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
+    EXPECT_TRUE(orvanta.quitWith(SIGINT)) << orvanta.output().constData();
+    EXPECT_EQ(Preferences(storePath(dir)).objectForKey(QStringLiteral("transitionType")),
+              QVariant(qint64(0)));
 }
 
 } // namespace

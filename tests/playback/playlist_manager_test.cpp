@@ -1,4 +1,3 @@
-#include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/PlaylistManager.h"

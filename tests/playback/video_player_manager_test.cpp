@@ -48,9 +48,8 @@ protected:
     static void TearDownTestSuite() { s_dir.reset(); }
 
     void SetUp() override {
-        Preferences& store = Preferences::standard();
         testutil::resetUserStore();
-        store.set(QStringLiteral("transitionType"), 0);
+        Preferences::standard().set(QStringLiteral("transitionType"), 0);
     }
 
     static QString path(const char* relative) {
@@ -63,7 +62,7 @@ protected:
         ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(path(folder))));
     }
 
-    static bool waitForTransitions(QSignalSpy& spy, int count) {
+    static bool waitForTransitions(const QSignalSpy& spy, int count) {
         return testutil::waitUntil([&] { return spy.count() >= count; }, 30000);
     }
 
@@ -112,23 +111,27 @@ TEST_F(VideoPlayerManagerTest, NothingToPlay) {
 TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
     useFolder("long");
     Preferences& store = Preferences::standard();
-    store.set(QStringLiteral("transitionType"), 2);
     store.set(QStringLiteral("playbackRate"), 2.0);
 
-    // transitionDuration as stored, the video asked for, the moment expected (0 = at its end).
+    // transitionType and transitionDuration as stored, the video asked for, the moment expected
+    // (0 = at its end).
     const struct {
+        int type;
         double stored;
         const char* video;
         double askedAt;
     } cases[] = {
-        {1.5, "four", 2.5},   // 4 s > 1.5 + 1: early
-        {0.2, "four", 3.5},   // clamped to 0.5
-        {9.0, "seven", 2.0},  // clamped to 5.0; 7 s > 6 s
-        {9.0, "four", 0.0},   // 4 s is not longer than 6 s: plays to its end
-        {-3.0, "seven", 6.5}, // absent or small counts as 0.5
+        {2, 1.5, "four", 2.5},   // 4 s > 1.5 + 1: early
+        {2, 0.2, "four", 3.5},   // clamped to 0.5
+        {2, 9.0, "seven", 2.0},  // clamped to 5.0; 7 s > 6 s
+        {2, 9.0, "four", 0.0},   // 4 s is not longer than 6 s: plays to its end
+        {2, -3.0, "seven", 6.5}, // absent or small counts as 0.5
+        {0, 1.5, "four", 0.0},   // without a transition, at the end
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.video) + " with " + std::to_string(c.stored));
+        SCOPED_TRACE(std::string(c.video) + " with " + std::to_string(c.type) + " for " +
+                     std::to_string(c.stored));
+        store.set(QStringLiteral("transitionType"), c.type);
         store.set(QStringLiteral("transitionDuration"), c.stored);
         VideoPlayerManager manager(QStringLiteral("early"));
         // Find the clip in the (unshuffled) queue and start right before it.
@@ -167,44 +170,14 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
             EXPECT_LT(askedAt, c.askedAt + 0.5);
         } else {
             EXPECT_TRUE(atEnd);
-            EXPECT_TRUE(
-                log.contains(kPlayback, QStringLiteral("Video reached end, advancing to next")));
+            EXPECT_EQ(log.count(kPlayback, QStringLiteral("Video reached end, advancing to next")),
+                      1);
+            // The players alternate, and the outgoing one holds its last frame.
+            ASSERT_TRUE(testutil::waitUntil([&] { return manager.activePlayer() != current; }));
+            EXPECT_TRUE(current->isAtEnd());
+            EXPECT_EQ(current->status(), Player::Status::ReadyToPlay);
         }
     }
-}
-
-TEST_F(VideoPlayerManagerTest, WithoutATransitionTheEndOfTheVideoAdvances) {
-    useFolder("three");
-    Preferences::standard().set(QStringLiteral("playbackRate"), 2.0);
-    VideoPlayerManager manager(QStringLiteral("1"));
-    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
-    LogCapture log;
-    manager.play();
-    ASSERT_TRUE(waitForTransitions(transitions, 2));
-    EXPECT_FALSE(manager.hasEarlyAdvance());
-    EXPECT_EQ(log.count(kPlayback, QStringLiteral("Video reached end, advancing to next")), 1);
-    // The players alternate, and the outgoing one holds its last frame.
-    EXPECT_EQ(transitions.at(1).at(0).value<Player*>(), manager.playerA());
-    EXPECT_TRUE(manager.playerB()->isAtEnd());
-    EXPECT_EQ(manager.playerB()->status(), Player::Status::ReadyToPlay);
-}
-
-TEST_F(VideoPlayerManagerTest, AdvanceRequestsWhileLoadingAreDropped) {
-    useFolder("three");
-    VideoPlayerManager manager(QStringLiteral("1"));
-    QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
-    manager.play();
-    ASSERT_TRUE(waitForTransitions(transitions, 1));
-
-    manager.nextVideo();
-    manager.nextVideo();
-    manager.previousVideo();
-    EXPECT_EQ(manager.currentIndex(), 1);
-    ASSERT_TRUE(waitForTransitions(transitions, 2));
-    testutil::settle();
-    EXPECT_FALSE(manager.isPreparingNextVideo()) << "no load left that could switch again";
-    EXPECT_EQ(transitions.count(), 2);
-    EXPECT_EQ(manager.currentIndex(), 1);
 }
 
 TEST_F(VideoPlayerManagerTest, UnreadableVideosAreSkippedUntilAllHaveFailed) {
@@ -261,7 +234,7 @@ TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
     EXPECT_EQ(manager.currentIndex(), 0);
 }
 
-TEST_F(VideoPlayerManagerTest, StopEmptiesBothPlayersAndIgnoresALateVerdict) {
+TEST_F(VideoPlayerManagerTest, StopIgnoresALateVerdictAndAdvancesWhileLoadingAreDropped) {
     useFolder("three");
     VideoPlayerManager manager(QStringLiteral("1"));
     QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
@@ -277,6 +250,16 @@ TEST_F(VideoPlayerManagerTest, StopEmptiesBothPlayersAndIgnoresALateVerdict) {
     manager.play();
     ASSERT_TRUE(waitForTransitions(transitions, 1));
     EXPECT_EQ(manager.currentIndex(), 0);
+
+    manager.nextVideo();
+    manager.nextVideo();
+    manager.previousVideo();
+    EXPECT_EQ(manager.currentIndex(), 1);
+    ASSERT_TRUE(waitForTransitions(transitions, 2));
+    testutil::settle();
+    EXPECT_FALSE(manager.isPreparingNextVideo()) << "no load left that could switch again";
+    EXPECT_EQ(transitions.count(), 2);
+    EXPECT_EQ(manager.currentIndex(), 1);
 }
 
 TEST_F(VideoPlayerManagerTest, PreferencesReachBothPlayers) {

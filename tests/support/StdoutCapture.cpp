@@ -29,15 +29,8 @@ StdoutCapture::~StdoutCapture() {
     dup2(m_savedStdout, STDOUT_FILENO);
     close(m_savedStdout);
     // Pass everything on, the part before clear() included.
-    QByteArray all;
-    char buffer[4096];
-    for (off_t offset = 0;;) {
-        const ssize_t n = pread(m_file, buffer, sizeof buffer, offset);
-        if (n <= 0)
-            break;
-        all.append(buffer, n);
-        offset += n;
-    }
+    m_start = 0;
+    const QByteArray all = readAll();
     close(m_file);
     if (!all.isEmpty()) {
         std::fwrite(all.constData(), 1, size_t(all.size()), stdout);

@@ -2,14 +2,12 @@
 
 #include "core/Preferences.h"
 #include "library/PlaylistPersistence.h"
-#include "playback/DesktopWindowController.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
@@ -18,9 +16,9 @@
 #include <QThreadPool>
 #include <QTimer>
 
-#include <algorithm>
-
 #include <QDebug>
+
+#include <algorithm>
 
 void PrintTo(const QString& value, std::ostream* os) {
     *os << '"' << value.toStdString() << '"';
@@ -167,25 +165,6 @@ QString primaryName(const QColor& colour) {
 
 QString primaryName(const QImage& image) {
     return primaryName(averageColour(image));
-}
-
-ClipSpec solidColourClip(const QString& colour, double seconds) {
-    ClipSpec clip;
-    clip.seconds = seconds;
-    clip.size = QStringLiteral("320x180");
-    clip.source = QStringLiteral("color=c=%1").arg(colour);
-    return clip;
-}
-
-std::vector<std::unique_ptr<DesktopWindowController>>
-showDesktopWindows(VideoPlayerManager* shared) {
-    std::vector<std::unique_ptr<DesktopWindowController>> controllers;
-    const QList<QScreen*> screens = QGuiApplication::screens();
-    for (QScreen* screen : screens) {
-        controllers.push_back(std::make_unique<DesktopWindowController>(screen, shared));
-        controllers.back()->showWindow();
-    }
-    return controllers;
 }
 
 void resetUserStore() {

@@ -6,17 +6,11 @@
 #include <QRect>
 #include <QString>
 #include <QStringList>
-
 #include <QUrl>
 #include <QVariant>
 
 #include <functional>
-#include <memory>
 #include <ostream>
-#include <vector>
-
-class DesktopWindowController;
-class VideoPlayerManager;
 
 // Readable values in test failure messages.
 void PrintTo(const QString& value, std::ostream* os);
@@ -34,9 +28,8 @@ bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 15000);
 // queued call that is pending, until none is left (for checks that something did NOT happen).
 void settle();
 
-// Runs the event loop until a timer of the given interval, started now, has fired `periods`
-// times: a timer of the same interval that the code under test started earlier has fired by then,
-// however late a loaded machine runs both.
+// Runs the event loop until a timer of the given interval, started now, has fired `periods` times,
+// so that one of the same interval started earlier by the code under test has fired too.
 void waitTimerPeriods(int intervalMs, int periods = 2);
 
 struct ProcessResult {
@@ -69,14 +62,6 @@ bool encodeClip(const QString& outputPath, const ClipSpec& clip = {});
 
 // The bytes of a one-second clip in the given ffmpeg format ("mp4", "mpegts"); empty on failure.
 QByteArray encodedClip(const QString& format);
-
-// A 16:9 clip of one solid colour (an ffmpeg colour name such as "red").
-ClipSpec solidColourClip(const QString& colour, double seconds);
-
-// A shown desktop window on every screen, each with a manager of its own, or all drawing the
-// shared one.
-std::vector<std::unique_ptr<DesktopWindowController>>
-showDesktopWindows(VideoPlayerManager* shared = nullptr);
 
 // Empties the user's store of the harness and forgets every per-screen playlist state, so a test
 // starts as on a fresh installation.

