@@ -22,15 +22,15 @@
 
 namespace {
 
-const QString kFolders = QStringLiteral("com.orvanta.folders");
-const QString kKey = QStringLiteral("videoFoldersBookmarks");
+const QString kFolders = "com.orvanta.folders";
+const QString kKey = "videoFoldersBookmarks";
 
 class FolderBookmarkManagerTest : public ::testing::Test {
 protected:
     void SetUp() override {
         m_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(m_dir->isValid()) << "no writable temporary folder";
-        m_prefs = std::make_unique<Preferences>(m_dir->filePath(QStringLiteral("p.sqlite3")));
+        m_prefs = std::make_unique<Preferences>(m_dir->filePath("p.sqlite3"));
         ASSERT_TRUE(m_prefs->isOpen());
     }
 
@@ -64,12 +64,12 @@ TEST_F(FolderBookmarkManagerTest, NothingStoredGivesNoFolders) {
     FolderBookmarkManager manager(*m_prefs);
     // Nothing, a value of another type, or an array holding anything but data, reads as nothing
     // stored; an empty array as no bookmarks.
-    const QString none = QStringLiteral("No bookmarks found in UserDefaults");
+    const QString none = "No bookmarks found in UserDefaults";
     const std::pair<QVariant, QString> cases[] = {
         {QVariant(), none},
         {QVariant(QStringLiteral("/videos")), none},
-        {QVariant(QVariantList{QByteArray("/videos"), QStringLiteral("/")}), none},
-        {QVariant(QVariantList()), QStringLiteral("Found 0 bookmarks in UserDefaults")}};
+        {QVariant(QVariantList{QByteArray("/videos"), "/"}), none},
+        {QVariant(QVariantList()), "Found 0 bookmarks in UserDefaults"}};
     for (const auto& [value, message] : cases) {
         if (value.isValid())
             m_prefs->setValue(kKey, value);
@@ -81,60 +81,54 @@ TEST_F(FolderBookmarkManagerTest, NothingStoredGivesNoFolders) {
 }
 
 TEST_F(FolderBookmarkManagerTest, AddedFolderIsStoredAndSeenByEveryNewInstance) {
-    const QString path = makeFolder(QStringLiteral("Videos"));
+    const QString path = makeFolder("Videos");
     LogCapture log;
     FolderBookmarkManager manager(*m_prefs);
     QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     QSignalSpy urlsChanged(&manager, &FolderBookmarkManager::folderURLsChanged);
 
     // A trailing slash names the same folder; the stored form is the cleaned absolute path.
-    EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(path + QStringLiteral("/"))));
+    EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(path + "/")));
     EXPECT_EQ(changed.count(), 1);
     EXPECT_EQ(urlsChanged.count(), 1);
     EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(path)});
     EXPECT_TRUE(manager.accessedURLs().contains(QUrl::fromLocalFile(path)));
     EXPECT_EQ(stored(), QStringList{path});
-    EXPECT_TRUE(log.contains(kFolders, QStringLiteral("Saved bookmark for folder: ") + path));
-    EXPECT_TRUE(log.contains(kFolders,
-                             QStringLiteral("Added folder: %1 (security-scoped: yes)").arg(path)));
+    EXPECT_TRUE(log.contains(kFolders, "Saved bookmark for folder: " + path));
+    EXPECT_TRUE(log.contains(kFolders, "Added folder: " + path + " (security-scoped: yes)"));
 
     log.clear();
     FolderBookmarkManager second(*m_prefs);
     EXPECT_EQ(second.folderURLs(), Urls{QUrl::fromLocalFile(path)});
-    EXPECT_EQ(
-        log.messages(kFolders),
-        (QStringList{
-            "Found 1 bookmarks in UserDefaults",
-            QStringLiteral("Successfully accessed folder: %1 (security-scoped: yes)").arg(path)}));
+    EXPECT_EQ(log.messages(kFolders),
+              (QStringList{"Found 1 bookmarks in UserDefaults",
+                           "Successfully accessed folder: " + path + " (security-scoped: yes)"}));
 
     // The same folder again, also in another Unicode spelling, is refused and changes nothing.
     log.clear();
     EXPECT_FALSE(second.addFolder(QUrl::fromLocalFile(path)));
-    EXPECT_EQ(log.messages(kFolders),
-              QStringList{QStringLiteral("Folder already exists: ") + path});
-    const QString composed = makeFolder(QStringLiteral("Caf\u00e9"));
+    EXPECT_EQ(log.messages(kFolders), QStringList{"Folder already exists: " + path});
+    const QString composed = makeFolder("Caf\u00e9");
     EXPECT_TRUE(second.addFolder(QUrl::fromLocalFile(composed)));
-    EXPECT_FALSE(
-        second.addFolder(QUrl::fromLocalFile(m_dir->filePath(QStringLiteral("Cafe\u0301")))));
+    EXPECT_FALSE(second.addFolder(QUrl::fromLocalFile(m_dir->filePath("Cafe\u0301"))));
     EXPECT_EQ(stored(), (QStringList{path, composed}));
 
     // Letter case does count.
-    const QString lower = makeFolder(QStringLiteral("videos"));
+    const QString lower = makeFolder("videos");
     EXPECT_TRUE(second.addFolder(QUrl::fromLocalFile(lower)));
     EXPECT_EQ(second.folderURLs().size(), 3);
     EXPECT_EQ(changed.count(), 3);
 }
 
 TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeBookmarkedIsNotAdded) {
-    const QString file = m_dir->filePath(QStringLiteral("file.txt"));
+    const QString file = m_dir->filePath("file.txt");
     testutil::writeFile(file, "x");
-    const QString missing = m_dir->filePath(QStringLiteral("missing"));
+    const QString missing = m_dir->filePath("missing");
     const QList<QPair<QUrl, QString>> cases = {
-        {QUrl::fromLocalFile(missing),
-         QStringLiteral("The folder “%1” doesn't exist.").arg(missing)},
-        {QUrl::fromLocalFile(file), QStringLiteral("“%1” isn't a folder.").arg(file)},
-        {QUrl(QStringLiteral("https://example.com/v")),
-         QStringLiteral("The location “https://example.com/v” isn't a local folder.")}};
+        {QUrl::fromLocalFile(missing), "The folder “" + missing + "” doesn't exist."},
+        {QUrl::fromLocalFile(file), "“" + file + "” isn't a folder."},
+        {QUrl("https://example.com/v"),
+         "The location “https://example.com/v” isn't a local folder."}};
     FolderBookmarkManager manager(*m_prefs);
     QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     for (const auto& [url, description] : cases) {
@@ -151,9 +145,9 @@ TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeBookmarkedIsNotAdded) {
 }
 
 TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRightBookmark) {
-    const QString vanished = makeFolder(QStringLiteral("Vanished"));
-    const QString first = makeFolder(QStringLiteral("First"));
-    const QString second = makeFolder(QStringLiteral("Second"));
+    const QString vanished = makeFolder("Vanished");
+    const QString first = makeFolder("First");
+    const QString second = makeFolder("Second");
     store({vanished, first, second});
     ASSERT_TRUE(QDir(vanished).removeRecursively());
 
@@ -161,11 +155,9 @@ TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRig
     FolderBookmarkManager manager(*m_prefs);
     EXPECT_EQ(manager.folderURLs(),
               (Urls{QUrl::fromLocalFile(first), QUrl::fromLocalFile(second)}));
-    EXPECT_EQ(
-        log.count(kFolders, QStringLiteral("Failed to resolve bookmark: The folder “%1” doesn't "
-                                           "exist.")
-                                .arg(vanished)),
-        1);
+    EXPECT_EQ(log.count(kFolders,
+                        "Failed to resolve bookmark: The folder “" + vanished + "” doesn't exist."),
+              1);
 
     QSignalSpy changed(&NotificationCenter::instance(), &NotificationCenter::videoFoldersDidChange);
     manager.removeFolder(2);
@@ -181,7 +173,7 @@ TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRig
 
     // Once the folder is back, adding it stores a second bookmark beside the kept one; of the
     // equal bookmarks, removing the folder takes its own.
-    makeFolder(QStringLiteral("Vanished"));
+    makeFolder("Vanished");
     EXPECT_TRUE(manager.addFolder(QUrl::fromLocalFile(vanished)));
     EXPECT_EQ(stored(), (QStringList{vanished, second, vanished}));
     manager.removeFolder(1);
@@ -191,7 +183,7 @@ TEST_F(FolderBookmarkManagerTest, VanishedFolderStaysStoredAndRemovalTakesTheRig
 // Out of file descriptors, a folder can't be listed but is still readable: it is shown, without
 // access, even to root.
 TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeListedButIsReadableIsShown) {
-    const QString path = makeFolder(QStringLiteral("Busy"));
+    const QString path = makeFolder("Busy");
     store({path});
     LogCapture log;
     rlimit limit{};
@@ -202,15 +194,13 @@ TEST_F(FolderBookmarkManagerTest, FolderThatCannotBeListedButIsReadableIsShown) 
     rlimit exhausted = limit;
     exhausted.rlim_cur = rlim_t(lowestFree);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &exhausted), 0);
-    std::unique_ptr<FolderBookmarkManager> manager =
-        std::make_unique<FolderBookmarkManager>(*m_prefs);
+    auto manager = std::make_unique<FolderBookmarkManager>(*m_prefs);
     setrlimit(RLIMIT_NOFILE, &limit);
 
     EXPECT_EQ(manager->folderURLs(), Urls{QUrl::fromLocalFile(path)});
     EXPECT_TRUE(manager->accessedURLs().isEmpty());
-    EXPECT_TRUE(log.contains(kFolders, QStringLiteral("Successfully accessed folder: %1 "
-                                                      "(security-scoped: no)")
-                                           .arg(path)));
+    EXPECT_TRUE(
+        log.contains(kFolders, "Successfully accessed folder: " + path + " (security-scoped: no)"));
 }
 
 // Permissions don't bind root. Run as root, these tests run again in a child copy of this
@@ -229,15 +219,14 @@ protected:
 
     static void runWithoutRoot() {
         const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-        QTemporaryDir shared(QStringLiteral("/tmp/orvanta-without-root-XXXXXX"));
+        QTemporaryDir shared("/tmp/orvanta-without-root-XXXXXX");
         ASSERT_TRUE(shared.isValid());
         ASSERT_EQ(::chown(QFile::encodeName(shared.path()).constData(), 65534, 65534), 0);
         const testutil::ProcessResult child = testutil::runProcess(
             QCoreApplication::applicationFilePath(),
             {QStringLiteral("--gtest_filter=%1.%2")
                  .arg(QLatin1String(test->test_suite_name()), QLatin1String(test->name()))},
-            {QStringLiteral("ORVANTA_TEST_WITHOUT_ROOT=1"), QStringLiteral("GTEST_OUTPUT="),
-             QStringLiteral("TMPDIR=") + shared.path()});
+            {"ORVANTA_TEST_WITHOUT_ROOT=1", "GTEST_OUTPUT=", "TMPDIR=" + shared.path()});
         const QString output = QString::fromUtf8(child.out + child.err);
         EXPECT_EQ(child.exitCode, 0) << qPrintable(output);
         EXPECT_TRUE(output.contains(QLatin1String("[  PASSED  ] 1 test"))) << qPrintable(output);
@@ -247,8 +236,8 @@ protected:
 TEST_F(FolderPermissionsTest, UnreadableFolderStaysStoredButIsNotShown) {
     if (geteuid() == 0)
         return runWithoutRoot();
-    const QString locked = makeFolder(QStringLiteral("Locked"));
-    const QString open = makeFolder(QStringLiteral("Open"));
+    const QString locked = makeFolder("Locked");
+    const QString open = makeFolder("Open");
     store({locked, open});
     ASSERT_TRUE(QFile::setPermissions(locked, QFileDevice::Permissions()));
 
@@ -257,7 +246,7 @@ TEST_F(FolderPermissionsTest, UnreadableFolderStaysStoredButIsNotShown) {
     QFile::setPermissions(locked,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(open)});
-    const QString failed = QStringLiteral("Failed to access folder: ") + locked;
+    const QString failed = "Failed to access folder: " + locked;
     EXPECT_EQ(log.count(kFolders, failed), 1);
     for (const LogCapture::Entry& entry : log.entries()) {
         if (entry.message == failed) {
@@ -270,10 +259,10 @@ TEST_F(FolderPermissionsTest, UnreadableFolderStaysStoredButIsNotShown) {
 TEST_F(FolderPermissionsTest, UnreadableSubFolderIsLoggedAndTheWalkGoesOn) {
     if (geteuid() == 0)
         return runWithoutRoot();
-    const QString root = makeFolder(QStringLiteral("Root"));
+    const QString root = makeFolder("Root");
     for (const char* name : {"a.mp4", "locked/b.mp4", "z/c.mp4"})
         testutil::writeFile(root + u'/' + QLatin1String(name), "x");
-    const QString locked = root + QStringLiteral("/locked");
+    const QString locked = root + "/locked";
     ASSERT_TRUE(QFile::setPermissions(locked, QFileDevice::Permissions()));
 
     FolderBookmarkManager manager(*m_prefs);
@@ -283,11 +272,11 @@ TEST_F(FolderPermissionsTest, UnreadableSubFolderIsLoggedAndTheWalkGoesOn) {
     QFile::setPermissions(locked,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 
-    EXPECT_EQ(found, (Urls{QUrl::fromLocalFile(root + QStringLiteral("/a.mp4")),
-                           QUrl::fromLocalFile(root + QStringLiteral("/z/c.mp4"))}));
-    EXPECT_EQ(flat, Urls{QUrl::fromLocalFile(root + QStringLiteral("/a.mp4"))});
+    EXPECT_EQ(found,
+              (Urls{QUrl::fromLocalFile(root + "/a.mp4"), QUrl::fromLocalFile(root + "/z/c.mp4")}));
+    EXPECT_EQ(flat, Urls{QUrl::fromLocalFile(root + "/a.mp4")});
     ASSERT_EQ(log.entries().size(), 1);
-    EXPECT_EQ(log.entries().front().category, QStringLiteral("default"));
+    EXPECT_EQ(log.entries().front().category, "default");
     EXPECT_EQ(log.entries().front().type, QtCriticalMsg);
     EXPECT_EQ(log.entries().front().message,
               QStringLiteral("Error accessing %1: Permission denied").arg(locked));

@@ -26,29 +26,25 @@ using Urls = QList<QUrl>;
 //            sub/ f.mp4  deeper/g.webm  loop -> ..  zz -> deeper
 class FolderScanTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { s_mp4 = testutil::encodedClip(QStringLiteral("mp4")); }
+    static void SetUpTestSuite() { s_mp4 = testutil::encodedClip("mp4"); }
 
     void SetUp() override {
         ASSERT_FALSE(s_mp4.isEmpty()) << "ffmpeg could not encode the MP4 fixture";
         ASSERT_TRUE(m_dir.isValid());
-        m_prefs = std::make_unique<Preferences>(m_dir.filePath(QStringLiteral("p.sqlite3")));
-        m_root = m_dir.filePath(QStringLiteral("Library"));
-        write(QStringLiteral("a.mp4"), s_mp4);
-        write(QStringLiteral("B.MKV"), "not really a video");
-        write(QStringLiteral("clip"), s_mp4);
-        write(QStringLiteral("fake.mp4"), "text");
-        write(QStringLiteral("c.txt"), "text");
-        write(QStringLiteral("d.jpg"), "jpeg");
-        write(QStringLiteral("notes.txt"), s_mp4);
-        write(QStringLiteral(".hidden.mp4"), s_mp4);
-        write(QStringLiteral(".private/e.mp4"), s_mp4);
-        write(QStringLiteral("sub/f.mp4"), s_mp4);
-        write(QStringLiteral("sub/deeper/g.webm"), s_mp4);
-        ASSERT_TRUE(QFile::link(QStringLiteral("a.mp4"), path(QStringLiteral("link.mp4"))));
-        ASSERT_TRUE(QFile::link(QStringLiteral("nowhere"), path(QStringLiteral("broken.mp4"))));
-        ASSERT_TRUE(QFile::link(QStringLiteral(".."), path(QStringLiteral("sub/loop"))));
-        ASSERT_TRUE(QFile::link(QStringLiteral("deeper"), path(QStringLiteral("sub/zz"))));
-        ASSERT_EQ(mkfifo(QFile::encodeName(path(QStringLiteral("pipe.mp4"))).constData(), 0600), 0);
+        m_prefs = std::make_unique<Preferences>(m_dir.filePath("p.sqlite3"));
+        m_root = m_dir.filePath("Library");
+        for (const char* name : {"a.mp4", "clip", "notes.txt", ".hidden.mp4", ".private/e.mp4",
+                                 "sub/f.mp4", "sub/deeper/g.webm"})
+            write(name, s_mp4);
+        write("B.MKV", "not really a video");
+        write("fake.mp4", "text");
+        write("c.txt", "text");
+        write("d.jpg", "jpeg");
+        ASSERT_TRUE(QFile::link("a.mp4", path("link.mp4")));
+        ASSERT_TRUE(QFile::link("nowhere", path("broken.mp4")));
+        ASSERT_TRUE(QFile::link("..", path("sub/loop")));
+        ASSERT_TRUE(QFile::link("deeper", path("sub/zz")));
+        ASSERT_EQ(mkfifo(QFile::encodeName(path("pipe.mp4")).constData(), 0600), 0);
     }
 
     QString path(const QString& relative) const { return m_root + u'/' + relative; }
@@ -79,36 +75,36 @@ TEST_F(FolderScanTest, FindsVideosByNameOrContentWalkingEachSubFolderOnceInNameO
     EXPECT_TRUE(log.entries().isEmpty());
 
     // A missing folder yields nothing, and is logged only when walked.
-    const QString missing = m_dir.filePath(QStringLiteral("missing"));
+    const QString missing = m_dir.filePath("missing");
     EXPECT_TRUE(manager.scanFolder(QUrl::fromLocalFile(missing), false).isEmpty());
     EXPECT_TRUE(log.entries().isEmpty());
     EXPECT_TRUE(manager.scanFolder(QUrl::fromLocalFile(missing), true).isEmpty());
     EXPECT_EQ(
-        log.messages(QStringLiteral("default")),
+        log.messages("default"),
         QStringList{QStringLiteral("Error accessing %1: No such file or directory").arg(missing)});
 }
 
 TEST_F(FolderScanTest, LoadVideosFollowsTheRecursiveScanPreference) {
     // A folder with only hidden files and other files contributes nothing.
-    const QString empty = m_dir.filePath(QStringLiteral("Empty"));
-    testutil::writeFile(empty + QStringLiteral("/.hidden.mp4"), s_mp4);
-    testutil::writeFile(empty + QStringLiteral("/readme.txt"), "text");
+    const QString empty = m_dir.filePath("Empty");
+    testutil::writeFile(empty + "/.hidden.mp4", s_mp4);
+    testutil::writeFile(empty + "/readme.txt", "text");
     FolderBookmarkManager manager(*m_prefs);
     ASSERT_TRUE(manager.addFolder(QUrl::fromLocalFile(m_root)));
     ASSERT_TRUE(manager.addFolder(QUrl::fromLocalFile(empty)));
 
     for (const bool recursive : {false, true}) {
         if (recursive)
-            m_prefs->set(QStringLiteral("recursiveScan"), true);
+            m_prefs->set("recursiveScan", true);
         LogCapture log;
         const Urls videos = manager.loadVideos();
         EXPECT_EQ(videos.size(), recursive ? 7 : 5);
         EXPECT_EQ(videos.mid(0, 5), immediateVideos());
-        EXPECT_EQ(log.messages(QStringLiteral("com.orvanta.folders")),
+        EXPECT_EQ(log.messages("com.orvanta.folders"),
                   (QStringList{QStringLiteral("Loading videos from 2 folders (recursive: %1)")
                                    .arg(QLatin1String(recursive ? "yes" : "no")),
                                QStringLiteral("Found %1 videos in Library").arg(videos.size()),
-                               QStringLiteral("Found 0 videos in Empty")}));
+                               "Found 0 videos in Empty"}));
     }
 }
 

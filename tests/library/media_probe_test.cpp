@@ -15,7 +15,7 @@ namespace {
 using mediaclips::clips;
 
 const QString kInvalidData =
-    QStringLiteral("The file couldn’t be opened: Invalid data found when processing input.");
+    "The file couldn’t be opened: Invalid data found when processing input.";
 
 class MediaProbeTest : public ::testing::Test {
 protected:
@@ -48,8 +48,7 @@ TEST_F(MediaProbeTest, ReportsDurationVideoAndDisplayedSize) {
         {clips().marker90, 1.0, QSize(180, 320)},  {clips().marker180, 1.0, QSize(320, 180)},
         {clips().marker270, 1.0, QSize(180, 320)}, {clips().longColours, 12.0, QSize(160, 90)},
         {clips().audioOnly, 2.0, QSize()},         {clips().rawStream, NAN, QSize(160, 90)},
-        {clips().cut, 3.0, QSize(320, 180)},
-    };
+        {clips().cut, 3.0, QSize(320, 180)}};
     for (const auto& [path, duration, size] : cases) {
         SCOPED_TRACE(qPrintable(path));
         const MediaProbe::Info info = probed(path);
@@ -67,9 +66,8 @@ TEST_F(MediaProbeTest, UnreadableFilesFailWithADescription) {
         {clips().notVideo, kInvalidData},
         {clips().empty, kInvalidData},
         {clips().truncated, kInvalidData},
-        {clips().folder + QStringLiteral("/missing.mp4"),
-         QStringLiteral("The file couldn’t be opened: No such file or directory.")},
-    };
+        {clips().folder + "/missing.mp4",
+         "The file couldn’t be opened: No such file or directory."}};
     for (const auto& [path, expected] : cases) {
         SCOPED_TRACE(qPrintable(path));
         QString probeError;
@@ -81,7 +79,7 @@ TEST_F(MediaProbeTest, UnreadableFilesFailWithADescription) {
     }
     QString error;
     EXPECT_FALSE(MediaProbe::frameAt(clips().audioOnly, 0.5, QSize(400, 400), &error));
-    EXPECT_EQ(error, QStringLiteral("The file has no video track."));
+    EXPECT_EQ(error, "The file has no video track.");
 }
 
 TEST_F(MediaProbeTest, FramesFitTheBoxKeepingAspect) {
@@ -97,8 +95,7 @@ TEST_F(MediaProbeTest, FramesFitTheBoxKeepingAspect) {
         {clips().rawStream, 0.5, box, QSize(160, 90)},
         // The frames at the end are missing: the last one that can be decoded stands in.
         {clips().cut, 0.0, box, QSize(320, 180)},
-        {clips().cut, 2.9, box, QSize(320, 180)},
-    };
+        {clips().cut, 2.9, box, QSize(320, 180)}};
     for (const auto& [path, seconds, fitInto, size] : cases)
         EXPECT_EQ(frame(path, seconds, fitInto).size(), size) << qPrintable(path) << " " << seconds;
 }
@@ -107,24 +104,15 @@ TEST_F(MediaProbeTest, FrameIsTheFirstShownAtOrAfterTheTimeUnlessTwoSecondsLate)
     // The short clip decodes forward from its first key frame, the long one seeks to the key
     // frame before the time (0.96 s). Of the frames at 0 s and 5 s of the gap clip, one more
     // than two seconds late gives way to the one before. Past the end: the last frame.
-    const std::tuple<QString, double, const char*> cases[] = {
-        {clips().shortColours, 0.0, "red"},
-        {clips().shortColours, 0.45, "red"},
-        {clips().shortColours, 0.504, "green"},
-        {clips().shortColours, 0.7, "blue"},
-        {clips().shortColours, 100.0, "blue"},
-        {clips().longColours, 0.95, "red"},
-        {clips().longColours, 1.0, "green"},
-        {clips().longColours, 1.15, "green"},
-        {clips().longColours, 6.0, "blue"},
-        {clips().gap, 0.0, "red"},
-        {clips().gap, 2.9, "red"},
-        {clips().gap, 3.5, "blue"},
-        {clips().gap, 100.0, "blue"},
-    };
-    for (const auto& [path, seconds, colour] : cases) {
-        EXPECT_EQ(testutil::primaryName(frame(path, seconds)), QLatin1String(colour))
-            << qPrintable(path) << " at " << seconds;
+    const std::pair<QString, std::vector<std::pair<double, const char*>>> cases[] = {
+        {clips().shortColours,
+         {{0.0, "red"}, {0.45, "red"}, {0.504, "green"}, {0.7, "blue"}, {100.0, "blue"}}},
+        {clips().longColours, {{0.95, "red"}, {1.0, "green"}, {1.15, "green"}, {6.0, "blue"}}},
+        {clips().gap, {{0.0, "red"}, {2.9, "red"}, {3.5, "blue"}, {100.0, "blue"}}}};
+    for (const auto& [path, frames] : cases) {
+        for (const auto& [seconds, colour] : frames)
+            EXPECT_EQ(testutil::primaryName(frame(path, seconds)), QLatin1String(colour))
+                << qPrintable(path) << " at " << seconds;
     }
 }
 

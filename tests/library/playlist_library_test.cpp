@@ -28,10 +28,10 @@
 
 namespace {
 
-const QString kLibraryKey = QStringLiteral("playlistLibrary");
-const QString kAllVideos = QStringLiteral("All Videos");
+const QString kLibraryKey = "playlistLibrary";
+const QString kAllVideos = "All Videos";
 const QString kAutoAssigned =
-    QStringLiteral("PlaylistLibrary: Auto-assigned All Videos playlist to shared persistence");
+    "PlaylistLibrary: Auto-assigned All Videos playlist to shared persistence";
 
 class PlaylistLibraryTest : public ::testing::Test {
 protected:
@@ -76,7 +76,7 @@ protected:
         return result;
     }
     static QStringList libraryLines(const StdoutCapture& out) {
-        return out.lines().filter(QRegularExpression(QStringLiteral("^PlaylistLibrary: ")));
+        return out.lines().filter(QRegularExpression("^PlaylistLibrary: "));
     }
 
     // Runs a change and waits for the synchronisation it causes.
@@ -117,7 +117,7 @@ TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
 
     const Timestamp before = Timestamp::now();
     const NamedPlaylist evening =
-        library->createPlaylist(QStringLiteral("Evening"), {item("a.mp4"), item("b.mp4")});
+        library->createPlaylist("Evening", {item("a.mp4"), item("b.mp4")});
     EXPECT_FALSE(evening.id.isNull());
     EXPECT_EQ(evening.name, "Evening");
     EXPECT_EQ(names(evening.items), (QStringList{"a.mp4", "b.mp4"}));
@@ -145,7 +145,7 @@ TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
     EXPECT_GE(copy.createdDate, evening.createdDate);
     EXPECT_EQ(copy.modifiedDate, copy.createdDate);
     EXPECT_EQ(library->duplicatePlaylist(copy).name, "Evening Copy Copy");
-    EXPECT_EQ(library->duplicatePlaylist(copy, QStringLiteral("Night")).name, "Night");
+    EXPECT_EQ(library->duplicatePlaylist(copy, "Night").name, "Night");
     ASSERT_EQ(library->playlists().size(), 4);
     EXPECT_EQ(library->playlists().at(3).name, "Night");
     EXPECT_EQ(stored(), library->playlists());
@@ -156,7 +156,7 @@ TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
 TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
     auto library = makeLibrary();
     const NamedPlaylist evening =
-        library->createPlaylist(QStringLiteral("Evening"), {item("a.mp4"), item("b.mp4")});
+        library->createPlaylist("Evening", {item("a.mp4"), item("b.mp4")});
     Effects effects(*library);
     const auto expectSavedAndAnnounced = [&](const char* what) {
         EXPECT_EQ(effects.saveCount(), 1) << what;
@@ -167,7 +167,7 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
     };
 
     NamedPlaylist changed = evening;
-    changed.name = QStringLiteral("Late");
+    changed.name = "Late";
     changed.modifiedDate = Timestamp{0};
     // So that "now" is later than the creation.
     ASSERT_TRUE(testutil::waitUntil([&] { return Timestamp::now() > evening.createdDate; }));
@@ -175,7 +175,7 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
     EXPECT_EQ(library->playlists().at(0).name, "Late");
     expectSavedAndAnnounced("update");
 
-    library->renamePlaylist(evening.id, QStringLiteral("Evening"));
+    library->renamePlaylist(evening.id, "Evening");
     EXPECT_EQ(library->playlists().at(0).name, "Evening");
     expectSavedAndAnnounced("rename");
 
@@ -199,7 +199,7 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
     NamedPlaylist unknown = evening;
     unknown.id = QUuid::createUuid();
     library->updatePlaylist(unknown);
-    library->renamePlaylist(unknown.id, QStringLiteral("x"));
+    library->renamePlaylist(unknown.id, "x");
     library->toggleItemExclusion(firstItem, unknown.id);
     library->toggleItemExclusion(QUuid::createUuid(), evening.id);
     library->addItems({item("e.mp4")}, unknown.id);
@@ -212,12 +212,12 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
 
 TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
     auto library = makeLibrary();
-    const NamedPlaylist evening = library->createPlaylist(QStringLiteral("Evening"), {});
-    const NamedPlaylist morning = library->createPlaylist(QStringLiteral("Morning"), {});
+    const NamedPlaylist evening = library->createPlaylist("Evening", {});
+    const NamedPlaylist morning = library->createPlaylist("Morning", {});
     const QStringList screens = {"default", "1", "2"};
     for (const QString& screen : screens)
         PlaylistPersistence::forScreen(screen).setAssignedPlaylistId(evening.id);
-    PlaylistPersistence::forScreen(QStringLiteral("3")).setAssignedPlaylistId(morning.id);
+    PlaylistPersistence::forScreen("3").setAssignedPlaylistId(morning.id);
     Effects effects(*library);
 
     library->deletePlaylist(evening.id);
@@ -229,7 +229,7 @@ TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
         EXPECT_FALSE(
             prefs().objectForKey(PlaylistPersistence::assignedPlaylistKey(screen)).isValid())
             << screen.toStdString();
-    EXPECT_EQ(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId(), morning.id);
+    EXPECT_EQ(PlaylistPersistence::forScreen("3").assignedPlaylistId(), morning.id);
 
     // Every playlist with the id goes.
     prefs().set(kLibraryKey, *StoredJson::encodePlaylists({morning, morning}));
@@ -237,7 +237,7 @@ TEST_F(PlaylistLibraryTest, DeletingAPlaylistClearsItFromEveryScreen) {
     ASSERT_EQ(library->playlists().size(), 2);
     library->deletePlaylist(morning.id);
     EXPECT_TRUE(library->playlists().isEmpty());
-    EXPECT_FALSE(PlaylistPersistence::forScreen(QStringLiteral("3")).assignedPlaylistId());
+    EXPECT_FALSE(PlaylistPersistence::forScreen("3").assignedPlaylistId());
 }
 
 TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten) {
@@ -254,29 +254,29 @@ TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten
     EXPECT_TRUE(library->playlists().isEmpty());
     ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
     EXPECT_TRUE(libraryLines(out).at(0).startsWith(
-        QStringLiteral("PlaylistLibrary: Failed to decode playlists: The data couldn\u2019t be "
-                       "read because it isn\u2019t in the correct format.")));
+        "PlaylistLibrary: Failed to decode playlists: The data couldn\u2019t be "
+        "read because it isn\u2019t in the correct format."));
     EXPECT_EQ(prefs().dataForKey(kLibraryKey), damaged);
 
     out.clear();
-    library->createPlaylist(QStringLiteral("Morning"), {});
-    const QString prefix = QStringLiteral("PlaylistLibrary: Kept unreadable playlists in ");
+    library->createPlaylist("Morning", {});
+    const QString prefix = "PlaylistLibrary: Kept unreadable playlists in ";
     ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
-    ASSERT_TRUE(libraryLines(out).at(0).startsWith(prefix));
-    const QString kept = libraryLines(out).at(0).mid(prefix.size());
-    EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
-    QFile keptFile(kept);
-    EXPECT_TRUE(keptFile.open(QIODevice::ReadOnly));
-    EXPECT_EQ(keptFile.readAll(), damaged);
+    ASSERT_TRUE(
+        libraryLines(out).at(0).startsWith(prefix + AppPaths::damagedDataDirectory() + u'/'))
+        << out.text().toStdString();
+    QFile kept(libraryLines(out).at(0).mid(prefix.size()));
+    EXPECT_TRUE(kept.open(QIODevice::ReadOnly));
+    EXPECT_EQ(kept.readAll(), damaged);
     EXPECT_EQ(stored(), library->playlists());
 
     out.clear();
-    library->createPlaylist(QStringLiteral("Night"), {});
+    library->createPlaylist("Night", {});
     EXPECT_TRUE(libraryLines(out).isEmpty()) << out.text().toStdString();
 }
 
 TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
-    const QString videos = folder(QStringLiteral("videos"), {"a.mp4", "b.mp4", "c.mp4", "d.mp4"});
+    const QString videos = folder("videos", {"a.mp4", "b.mp4", "c.mp4", "d.mp4"});
     FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(videos));
 
     PlaylistItem a1 = item("videos/a.mp4", 10);
@@ -290,10 +290,10 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     c2.isExcluded = true;
     PlaylistItem a3 = item("videos/a.mp4", 50);
     PlaylistItem d3 = item("videos/d.mp4", 60);
-    prefs().set(QStringLiteral("playlist_1_items"), *StoredJson::encodeItems({a1, b1}));
-    prefs().set(QStringLiteral("playlist_2_items"), *StoredJson::encodeItems({b2, c2}));
-    prefs().set(QStringLiteral("playlist_3_items"), QByteArray("[not json"));
-    prefs().set(QStringLiteral("playlist_default_items"), *StoredJson::encodeItems({a3, d3}));
+    prefs().set("playlist_1_items", *StoredJson::encodeItems({a1, b1}));
+    prefs().set("playlist_2_items", *StoredJson::encodeItems({b2, c2}));
+    prefs().set("playlist_3_items", QByteArray("[not json"));
+    prefs().set("playlist_default_items", *StoredJson::encodeItems({a3, d3}));
 
     StdoutCapture out;
     PlaylistLibrary library(prefs());
@@ -306,7 +306,7 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     const QStringList lines = libraryLines(out);
     ASSERT_EQ(lines.size(), 2) << out.text().toStdString();
     EXPECT_TRUE(lines.at(0).startsWith(
-        QStringLiteral("PlaylistLibrary: Failed to migrate playlist from playlist_3_items: ")));
+        "PlaylistLibrary: Failed to migrate playlist from playlist_3_items: "));
     EXPECT_EQ(lines.at(1), "PlaylistLibrary: Migrated 4 videos to All Videos playlist");
     // The per-screen lists stay.
     for (const char* key :
@@ -344,7 +344,7 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     EXPECT_EQ(effects.announced(), 1);
 
     // The first folder with videos creates the playlist and gives it to the shared state.
-    const QString evening = folder(QStringLiteral("evening"), {"b.mp4", "a.mp4", "notes.txt"});
+    const QString evening = folder("evening", {"b.mp4", "a.mp4", "notes.txt"});
     FolderBookmarkManager folders(prefs());
     ASSERT_TRUE(syncAfter(*library, [&] { folders.addFolder(QUrl::fromLocalFile(evening)); }));
     ASSERT_EQ(library->playlists().size(), 1);
@@ -362,8 +362,8 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     // More files and a second folder: existing entries stay as they are.
     library->toggleItemExclusion(created.items.at(1).id, created.id);
     out.clear();
-    testutil::writeFile(evening + QStringLiteral("/c.mp4"), "video");
-    const QString morning = folder(QStringLiteral("morning"), {"d.mkv"});
+    testutil::writeFile(evening + "/c.mp4", "video");
+    const QString morning = folder("morning", {"d.mkv"});
     ASSERT_TRUE(syncAfter(*library, [&] { folders.addFolder(QUrl::fromLocalFile(morning)); }));
     NamedPlaylist grown = library->playlists().at(0);
     EXPECT_EQ(names(grown.items), (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mkv"}));
@@ -376,7 +376,7 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
 
     // A file deleted and a folder removed: their entries go, the others keep their place.
     out.clear();
-    ASSERT_TRUE(QFile::remove(evening + QStringLiteral("/a.mp4")));
+    ASSERT_TRUE(QFile::remove(evening + "/a.mp4"));
     ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
     EXPECT_EQ(names(library->playlists().at(0).items), (QStringList{"b.mp4", "c.mp4", "d.mkv"}));
     ASSERT_TRUE(syncAfter(*library, [&] { folders.removeFolder(0); }));
@@ -400,15 +400,14 @@ TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssig
     // An assignment made before (even to a playlist the library lacks) is never replaced.
     const QUuid chosen = QUuid::createUuid();
     PlaylistPersistence::shared().setAssignedPlaylistId(chosen);
-    FolderBookmarkManager(prefs()).addFolder(
-        QUrl::fromLocalFile(folder(QStringLiteral("videos"), {"a.mp4"})));
+    FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(folder("videos", {"a.mp4"})));
     const QStringList created{"PlaylistLibrary: Created All Videos playlist with 1 videos"};
     StdoutCapture out;
     auto library = makeLibrary();
     ASSERT_EQ(library->playlists().size(), 1);
     const NamedPlaylist original = library->playlists().at(0);
     EXPECT_EQ(libraryLines(out), created);
-    library->renamePlaylist(original.id, QStringLiteral("Favourites"));
+    library->renamePlaylist(original.id, "Favourites");
 
     out.clear();
     ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
@@ -430,7 +429,7 @@ TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssig
 }
 
 TEST_F(PlaylistLibraryTest, RequestsWhileAScanIsUnderWayAreDropped) {
-    folder(QStringLiteral("videos"), {"a.mp4"});
+    folder("videos", {"a.mp4"});
     FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir.filePath("videos")));
     auto library = makeLibrary();
     QSignalSpy synced(library.get(), &PlaylistLibrary::allVideosSynced);
@@ -455,7 +454,7 @@ TEST_F(PlaylistLibraryTest, ALibraryGoneWhileItsScanRunsIsLeftAlone) {
     QStringList files;
     for (int n = 0; n < 2000; ++n)
         files.append(QStringLiteral("clip%1.mp4").arg(n));
-    folder(QStringLiteral("many"), files);
+    folder("many", files);
     FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(m_dir.filePath("many")));
 
     StdoutCapture out;

@@ -19,7 +19,7 @@
 
 namespace {
 
-const QString kMetadataKey = QStringLiteral("playlist_global_metadata");
+const QString kMetadataKey = "playlist_global_metadata";
 
 class PlaylistPersistenceTest : public ::testing::Test {
 protected:
@@ -72,12 +72,11 @@ protected:
 };
 
 TEST_F(PlaylistPersistenceTest, AFreshScreenHasDefaultsAndOneInstanceInTheRegistry) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("724"));
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("724");
     EXPECT_EQ(screen.screenId(), "724");
-    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("724")), &screen);
-    EXPECT_NE(&PlaylistPersistence::forScreen(QStringLiteral("2")), &screen);
-    EXPECT_EQ(&PlaylistPersistence::forScreen(QStringLiteral("default")),
-              &PlaylistPersistence::shared());
+    EXPECT_EQ(&PlaylistPersistence::forScreen("724"), &screen);
+    EXPECT_NE(&PlaylistPersistence::forScreen("2"), &screen);
+    EXPECT_EQ(&PlaylistPersistence::forScreen("default"), &PlaylistPersistence::shared());
     EXPECT_EQ(PlaylistPersistence::shared().screenId(), "default");
     EXPECT_TRUE(screen.items().isEmpty());
     EXPECT_FALSE(screen.shuffleEnabled());
@@ -95,8 +94,7 @@ TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanIsOnAndAnAssignmentThatIs
          QVariant(QStringLiteral("{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}"))},
         {QVariant(0.0), QVariant(QStringLiteral("E621E1F8C36C495A93FC0C247A3E6E5F"))},
         {QVariant(QByteArray("0")), QVariant(QString(""))},
-        {QVariant(QStringLiteral("off")), QVariant(qint64(7))},
-    };
+        {QVariant(QStringLiteral("off")), QVariant(qint64(7))}};
     int screen = 0;
     for (const auto& [loop, assigned] : cases) {
         const QString id = QString::number(++screen);
@@ -112,36 +110,34 @@ TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanIsOnAndAnAssignmentThatIs
 }
 
 TEST_F(PlaylistPersistenceTest, SwitchesAndAssignmentWriteTheirKeysAtOnce) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("5"));
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("5");
     QSignalSpy shuffleSpy(&screen, &PlaylistPersistence::shuffleEnabledChanged);
     QSignalSpy loopSpy(&screen, &PlaylistPersistence::loopEnabledChanged);
     QSignalSpy assignedSpy(&screen, &PlaylistPersistence::assignedPlaylistIdChanged);
 
     screen.setShuffleEnabled(true);
     screen.setLoopEnabled(false);
-    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_5_shuffle")), QVariant(true));
-    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_5_loop")), QVariant(false));
+    EXPECT_EQ(prefs().objectForKey("playlist_5_shuffle"), QVariant(true));
+    EXPECT_EQ(prefs().objectForKey("playlist_5_loop"), QVariant(false));
     EXPECT_EQ(shuffleSpy.count(), 1);
     EXPECT_EQ(loopSpy.count(), 1);
 
     const QUuid id = QUuid::createUuid();
     screen.setAssignedPlaylistId(id);
-    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_5_assignedPlaylist")),
-              StoredJson::uuidText(id));
+    EXPECT_EQ(prefs().stringForKey("playlist_5_assignedPlaylist"), StoredJson::uuidText(id));
     EXPECT_EQ(assignedSpy.count(), 1);
     screen.setAssignedPlaylistId(std::nullopt);
-    EXPECT_FALSE(prefs().objectForKey(QStringLiteral("playlist_5_assignedPlaylist")).isValid());
+    EXPECT_FALSE(prefs().objectForKey("playlist_5_assignedPlaylist").isValid());
     EXPECT_EQ(assignedSpy.count(), 2);
 
     // A new instance on the same store sees all of it; an assignment in lower case is written
     // back in its canonical form.
-    prefs().set(QStringLiteral("playlist_5_assignedPlaylist"), StoredJson::uuidText(id).toLower());
-    PlaylistPersistence again(QStringLiteral("5"), prefs());
+    prefs().set("playlist_5_assignedPlaylist", StoredJson::uuidText(id).toLower());
+    PlaylistPersistence again("5", prefs());
     EXPECT_TRUE(again.shuffleEnabled());
     EXPECT_FALSE(again.loopEnabled());
     EXPECT_EQ(again.assignedPlaylistId(), id);
-    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_5_assignedPlaylist")),
-              StoredJson::uuidText(id));
+    EXPECT_EQ(prefs().stringForKey("playlist_5_assignedPlaylist"), StoredJson::uuidText(id));
 }
 
 TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
@@ -151,8 +147,8 @@ TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
     EXPECT_EQ(PlaylistLibrary::sharedIfCreated(), &library);
     EXPECT_EQ(library.parent(), QCoreApplication::instance());
     ASSERT_TRUE(testutil::waitUntil([&] { return !library.isSyncing(); }));
-    const NamedPlaylist evening = library.createPlaylist(QStringLiteral("Evening"), {});
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    const NamedPlaylist evening = library.createPlaylist("Evening", {});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     screen.setAssignedPlaylistId(evening.id);
     ASSERT_TRUE(screen.assignedPlaylist());
     EXPECT_EQ(screen.assignedPlaylist()->name, "Evening");
@@ -161,22 +157,21 @@ TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
     const QUuid missing = QUuid::createUuid();
     screen.setAssignedPlaylistId(missing);
     EXPECT_FALSE(screen.assignedPlaylist());
-    EXPECT_EQ(prefs().stringForKey(QStringLiteral("playlist_1_assignedPlaylist")),
-              StoredJson::uuidText(missing));
+    EXPECT_EQ(prefs().stringForKey("playlist_1_assignedPlaylist"), StoredJson::uuidText(missing));
     library.deletePlaylist(evening.id);
 }
 
 TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollowsTheScan) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     // An empty scan of an empty list stores the empty list.
     screen.syncWithFolderContents({});
-    EXPECT_EQ(prefs().dataForKey(QStringLiteral("playlist_1_items")), QByteArray("[]"));
+    EXPECT_EQ(prefs().dataForKey("playlist_1_items"), QByteArray("[]"));
     QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
     EXPECT_EQ(itemsSpy.count(), 1);
     ASSERT_EQ(names(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
-    EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath(QStringLiteral("sub")));
-    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+    EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath("sub"));
+    EXPECT_EQ(stored("1"), screen.items());
 
     // Exclude b, then put c first by hand.
     screen.toggleExclusion(screen.items().at(1).id);
@@ -186,7 +181,7 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
 
     screen.syncWithFolderContents(files({"b.mp4", "a.mp4", "sub/c.mp4"}));
     EXPECT_EQ(screen.items(), (QList<PlaylistItem>{before.at(2), before.at(1), before.at(0)}));
-    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+    EXPECT_EQ(stored("1"), screen.items());
     // Play order still follows the hand-made order, without the excluded b.
     EXPECT_EQ(names(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
@@ -198,19 +193,19 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     itemsSpy.clear();
     screen.syncWithFolderContents({});
     EXPECT_EQ(screen.items(), items);
-    EXPECT_EQ(stored(QStringLiteral("1")), items);
+    EXPECT_EQ(stored("1"), items);
     EXPECT_EQ(storeSpy.count(), 0);
     EXPECT_EQ(itemsSpy.count(), 0);
 }
 
 TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata) {
-    PlaylistItem a = storedItem(QStringLiteral("a.mp4"), 10);
+    PlaylistItem a = storedItem("a.mp4", 10);
     a.applyMetadata({42.5, 1920, 1080});
     a.isExcluded = true;
     a.customOrder = 1;
-    PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 20);
-    store(QStringLiteral("1"), {a, b});
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    PlaylistItem b = storedItem("b.mp4", 20);
+    store("1", {a, b});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     screen.saveItems();
     EXPECT_EQ(cache().value(a.lookupKey()), (VideoMetadata{42.5, 1920, 1080}));
 
@@ -233,18 +228,18 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
     EXPECT_EQ(screen.items().at(1), b);
 
     // Another screen meeting the file for the first time gets the metadata as well.
-    PlaylistPersistence& other = PlaylistPersistence::forScreen(QStringLiteral("2"));
+    PlaylistPersistence& other = PlaylistPersistence::forScreen("2");
     other.syncWithFolderContents(files({"a.mp4"}));
     EXPECT_EQ(other.items().at(0).duration, 42.5);
 }
 
 TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
-    PlaylistItem first = storedItem(QStringLiteral("a.mp4"), 10);
+    PlaylistItem first = storedItem("a.mp4", 10);
     first.isExcluded = true;
-    PlaylistItem second = storedItem(QStringLiteral("a.mp4"), 20);
-    PlaylistItem b = storedItem(QStringLiteral("b.mp4"), 30);
-    store(QStringLiteral("1"), {first, second, b});
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    PlaylistItem second = storedItem("a.mp4", 20);
+    PlaylistItem b = storedItem("b.mp4", 30);
+    store("1", {first, second, b});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     ASSERT_EQ(screen.items().size(), 3);
 
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4"}));
@@ -261,7 +256,7 @@ TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
 }
 
 TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "c.mp4", "d.mp4", "e.mp4"}));
 
     // Down (the destination counts positions before the move); up, several at once, keeping
@@ -271,37 +266,35 @@ TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
         {{4, 2}, 1, {"b.mp4", "a.mp4", "e.mp4", "c.mp4", "d.mp4"}},
         {{1, 3}, 5, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
         {{2}, 2, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
-        {{2}, 3, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}},
-    };
+        {{2}, 3, {"b.mp4", "e.mp4", "d.mp4", "a.mp4", "c.mp4"}}};
     for (const auto& [from, to, expected] : moves) {
         SCOPED_TRACE(to);
         screen.moveItems(from, to);
         EXPECT_EQ(names(screen.enabledItems()), expected);
         for (qsizetype n = 0; n < screen.items().size(); ++n)
             EXPECT_EQ(screen.items().at(n).customOrder, n);
-        EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+        EXPECT_EQ(stored("1"), screen.items());
     }
 
     screen.resetOrder();
     for (const PlaylistItem& item : screen.items())
         EXPECT_FALSE(item.customOrder);
-    EXPECT_EQ(stored(QStringLiteral("1")), screen.items());
+    EXPECT_EQ(stored("1"), screen.items());
 }
 
 TEST_F(PlaylistPersistenceTest, ItemsWithoutACustomOrderFollowOldestFirst) {
-    PlaylistItem newest = storedItem(QStringLiteral("newest.mp4"), 300);
-    PlaylistItem oldest = storedItem(QStringLiteral("oldest.mp4"), 100);
-    PlaylistItem placedLast = storedItem(QStringLiteral("placed-last.mp4"), 50);
+    PlaylistItem newest = storedItem("newest.mp4", 300);
+    PlaylistItem oldest = storedItem("oldest.mp4", 100);
+    PlaylistItem placedLast = storedItem("placed-last.mp4", 50);
     placedLast.customOrder = 9;
-    PlaylistItem middle = storedItem(QStringLiteral("middle.mp4"), 200);
-    PlaylistItem middleToo = storedItem(QStringLiteral("middle-too.mp4"), 200);
-    PlaylistItem placedFirst = storedItem(QStringLiteral("placed-first.mp4"), 400);
+    PlaylistItem middle = storedItem("middle.mp4", 200);
+    PlaylistItem middleToo = storedItem("middle-too.mp4", 200);
+    PlaylistItem placedFirst = storedItem("placed-first.mp4", 400);
     placedFirst.customOrder = 2;
-    PlaylistItem excluded = storedItem(QStringLiteral("excluded.mp4"), 0);
+    PlaylistItem excluded = storedItem("excluded.mp4", 0);
     excluded.isExcluded = true;
-    store(QStringLiteral("1"),
-          {newest, oldest, placedLast, middle, middleToo, placedFirst, excluded});
-    const PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    store("1", {newest, oldest, placedLast, middle, middleToo, placedFirst, excluded});
+    const PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     EXPECT_EQ(names(screen.enabledItems()),
               (QStringList{"placed-first.mp4", "placed-last.mp4", "oldest.mp4", "middle.mp4",
                            "middle-too.mp4", "newest.mp4"}));
@@ -309,7 +302,7 @@ TEST_F(PlaylistPersistenceTest, ItemsWithoutACustomOrderFollowOldestFirst) {
 }
 
 TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
-    PlaylistPersistence& one = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    PlaylistPersistence& one = PlaylistPersistence::forScreen("1");
     one.syncWithFolderContents(files({"a.mp4", "b.mp4", "c.mp4"}));
     QSignalSpy itemsSpy(&one, &PlaylistPersistence::itemsChanged);
     one.toggleExclusion(QUuid::createUuid()); // unknown: nothing
@@ -319,45 +312,43 @@ TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
     one.setAllExcluded(true);
     EXPECT_EQ(one.excludedCount(), 3);
     EXPECT_TRUE(one.enabledItems().isEmpty());
-    EXPECT_EQ(stored(QStringLiteral("1")), one.items());
+    EXPECT_EQ(stored("1"), one.items());
     one.toggleExclusion(one.items().at(1).id);
     EXPECT_EQ(names(one.enabledItems()), QStringList{"b.mp4"});
-    EXPECT_EQ(stored(QStringLiteral("1")), one.items());
+    EXPECT_EQ(stored("1"), one.items());
     one.moveItems({2}, 0);
     one.setShuffleEnabled(true);
     one.setLoopEnabled(false);
 
-    PlaylistPersistence& two = PlaylistPersistence::forScreen(QStringLiteral("2"));
+    PlaylistPersistence& two = PlaylistPersistence::forScreen("2");
     two.copySettings(one);
-    ASSERT_EQ(two.items().size(), 3);
-    for (qsizetype n = 0; n < 3; ++n) {
-        EXPECT_EQ(two.items().at(n).id, one.items().at(n).id);
-        EXPECT_FALSE(two.items().at(n).isExcluded);
-        EXPECT_FALSE(two.items().at(n).customOrder);
-    }
+    QList<PlaylistItem> copied = one.items();
+    for (PlaylistItem& item : copied)
+        item.isExcluded = false, item.customOrder.reset();
+    EXPECT_EQ(two.items(), copied);
     EXPECT_TRUE(two.shuffleEnabled());
     EXPECT_FALSE(two.loopEnabled());
-    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_2_shuffle")), QVariant(true));
-    EXPECT_EQ(prefs().objectForKey(QStringLiteral("playlist_2_loop")), QVariant(false));
-    EXPECT_EQ(stored(QStringLiteral("2")), two.items());
+    EXPECT_EQ(prefs().objectForKey("playlist_2_shuffle"), QVariant(true));
+    EXPECT_EQ(prefs().objectForKey("playlist_2_loop"), QVariant(false));
+    EXPECT_EQ(stored("2"), two.items());
     // The source is unchanged.
     EXPECT_EQ(one.excludedCount(), 2);
 }
 
 TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
     const VideoMetadata full{5.0, 640, 480};
-    PlaylistItem complete = storedItem(QStringLiteral("complete.mp4"), 1);
+    PlaylistItem complete = storedItem("complete.mp4", 1);
     complete.applyMetadata(full);
-    PlaylistItem noHeight = storedItem(QStringLiteral("no-height.mp4"), 2);
+    PlaylistItem noHeight = storedItem("no-height.mp4", 2);
     noHeight.applyMetadata({7.0, 640, std::nullopt});
-    store(QStringLiteral("1"), {complete, noHeight, storedItem(QStringLiteral("nothing.mp4"), 3)});
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("1"));
+    store("1", {complete, noHeight, storedItem("nothing.mp4", 3)});
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     screen.saveItems();
     EXPECT_EQ(cache(), (QHash<QString, VideoMetadata>{{complete.lookupKey(), full}}));
 
     // Entries are replaced by complete items only, and never removed.
     const VideoMetadata old{1.0, 2, 3};
-    const QString gone = m_dir.filePath(QStringLiteral("gone.mp4"));
+    const QString gone = m_dir.filePath("gone.mp4");
     prefs().set(kMetadataKey,
                 *StoredJson::encodeMetadataCache(
                     {{noHeight.lookupKey(), old}, {complete.lookupKey(), old}, {gone, old}}));
@@ -384,8 +375,7 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
     const std::pair<QVariant, QByteArray> cases[] = {
         {QVariant(QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")")),
          R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")"},
-        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\""},
-    };
+        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\""}};
     int screenNumber = 6;
     for (const auto& [damaged, keptBytes] : cases) {
         SCOPED_TRACE(keptBytes.toStdString());
@@ -408,14 +398,13 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
 
         out.clear();
         screen.syncWithFolderContents(files({"a.mp4"}));
-        const QString prefix = tag + QStringLiteral("Kept unreadable items in ");
+        const QString prefix = tag + "Kept unreadable items in ";
         ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
-        ASSERT_TRUE(out.lines().at(0).startsWith(prefix)) << out.text().toStdString();
-        const QString kept = out.lines().at(0).mid(prefix.size());
-        EXPECT_TRUE(kept.startsWith(AppPaths::damagedDataDirectory() + u'/')) << kept.toStdString();
-        QFile keptFile(kept);
-        ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
-        EXPECT_EQ(keptFile.readAll(), keptBytes);
+        ASSERT_TRUE(out.lines().at(0).startsWith(prefix + AppPaths::damagedDataDirectory() + u'/'))
+            << out.text().toStdString();
+        QFile kept(out.lines().at(0).mid(prefix.size()));
+        ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+        EXPECT_EQ(kept.readAll(), keptBytes);
         EXPECT_EQ(stored(id), screen.items());
         EXPECT_EQ(names(screen.items()), QStringList{"a.mp4"});
 
@@ -427,15 +416,15 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableItemsReplacedMeanwhileAreNotKept) {
-    prefs().set(QStringLiteral("playlist_7_items"), QByteArray("garbage"));
+    prefs().set("playlist_7_items", QByteArray("garbage"));
     StdoutCapture out;
-    PlaylistPersistence& screen = PlaylistPersistence::forScreen(QStringLiteral("7"));
+    PlaylistPersistence& screen = PlaylistPersistence::forScreen("7");
     // Someone else replaced the damaged value before this screen saves.
-    store(QStringLiteral("7"), {storedItem(QStringLiteral("b.mp4"), 1)});
+    store("7", {storedItem("b.mp4", 1)});
     out.clear();
     screen.syncWithFolderContents(files({"a.mp4"}));
     EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
-    EXPECT_EQ(names(stored(QStringLiteral("7"))), QStringList{"a.mp4"});
+    EXPECT_EQ(names(stored("7")), QStringList{"a.mp4"});
 }
 
 } // namespace

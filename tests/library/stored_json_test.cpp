@@ -30,7 +30,7 @@ QJsonValue parsed(const QByteArray& json) {
     return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
 }
 
-PlaylistItem item(const QString& filename, const QString& folderPath = QStringLiteral("/videos")) {
+PlaylistItem item(const QString& filename, const QString& folderPath = "/videos") {
     PlaylistItem result;
     result.id = QUuid::createUuid();
     result.filename = filename;
@@ -47,13 +47,13 @@ QStringList names(const QList<PlaylistItem>& items) {
 }
 
 TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
-    PlaylistItem full = item(QStringLiteral("beach.mp4"), QStringLiteral("/home/me/Videos"));
+    PlaylistItem full = item("beach.mp4", "/home/me/Videos");
     full.id = QUuid::fromString(QLatin1String(kItemId));
     full.isExcluded = true;
     full.customOrder = 0; // present though zero
     full.addedDate = Timestamp{0};
     full.applyMetadata({12.5, 1920, 1080});
-    PlaylistItem bare = item(QStringLiteral("city.mkv"), QStringLiteral("/home/me/Videos"));
+    PlaylistItem bare = item("city.mkv", "/home/me/Videos");
     bare.id = QUuid::fromString(QLatin1String("E621E1F8-C36C-495A-93FC-0C247A3E6E60"));
     bare.addedDate =
         Timestamp::fromDateTime(QDateTime(QDate(2023, 1, 1), QTime(0, 0, 0, 250), Qt::UTC));
@@ -93,18 +93,18 @@ TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
 TEST(StoredJsonItems, ANonFiniteDurationCannotBeWritten) {
     for (double duration : {kNaN, kInfinity}) {
         SCOPED_TRACE(duration);
-        PlaylistItem unknown = item(QStringLiteral("a.mp4"));
+        PlaylistItem unknown = item("a.mp4");
         unknown.duration = duration;
         QString error;
-        EXPECT_FALSE(StoredJson::encodeItems({item(QStringLiteral("b.mp4")), unknown}, &error));
+        EXPECT_FALSE(StoredJson::encodeItems({item("b.mp4"), unknown}, &error));
         EXPECT_FALSE(error.isEmpty());
 
         NamedPlaylist playlist;
         playlist.id = QUuid::createUuid();
         playlist.items = {unknown};
         EXPECT_FALSE(StoredJson::encodePlaylists({playlist}, &error));
-        EXPECT_FALSE(StoredJson::encodeMetadataCache(
-            {{QStringLiteral("/v/a.mp4"), VideoMetadata{duration, 1, 1}}}, &error));
+        EXPECT_FALSE(
+            StoredJson::encodeMetadataCache({{"/v/a.mp4", VideoMetadata{duration, 1, 1}}}, &error));
     }
 }
 
@@ -194,13 +194,10 @@ TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {
     // After a good number: a trailing comma, a missing comma or colon, an unknown or short
     // escape, a raw control character, not UTF-8, a cut UTF-8 sequence, an encoded surrogate, an
     // unterminated string, too deep nesting, a width that is not an integer.
-    for (const QByteArray& rest :
-         {QByteArray(","), QByteArray(" \"x\":1"), QByteArray(",\"x\""),
-          QByteArray(",\"x\":\"\\q\""), QByteArray(",\"x\":\"\\u12\""),
-          QByteArray(",\"x\":\"a\nb\""), QByteArray(",\"x\":\"\xff\""),
-          QByteArray(",\"x\":\"\xc3\""), QByteArray(",\"x\":\"\xed\xa0\x80\""),
-          QByteArray(",\"x\":\"abc"), ",\"x\":" + QByteArray(2000, '[') + QByteArray(2000, ']'),
-          QByteArray(",\"width\":19.5")})
+    for (const QByteArray& rest : std::initializer_list<QByteArray>{
+             ",", " \"x\":1", ",\"x\"", ",\"x\":\"\\q\"", ",\"x\":\"\\u12\"", ",\"x\":\"a\nb\"",
+             ",\"x\":\"\xff\"", ",\"x\":\"\xc3\"", ",\"x\":\"\xed\xa0\x80\"", ",\"x\":\"abc",
+             ",\"x\":" + QByteArray(2000, '[') + QByteArray(2000, ']'), ",\"width\":19.5"})
         broken.append("[" + item + "1" + rest + "}]");
     // No isExcluded, no addedDate, an id not as stored.
     broken.append("[{" + id + R"("filename":"a","folderPath":"/v","addedDate":1}])");
@@ -215,16 +212,14 @@ TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {
         SCOPED_TRACE(json.left(200).toStdString());
         QString error;
         EXPECT_FALSE(StoredJson::decodeItems(json, &error));
-        EXPECT_TRUE(error.startsWith(QStringLiteral("The data couldn\u2019t be read")))
-            << error.toStdString();
+        EXPECT_TRUE(error.startsWith("The data couldn\u2019t be read")) << error.toStdString();
     }
 }
 
 TEST(StoredJsonMetadataCache, RoundTripsAndLeavesOutAbsentValues) {
     const QHash<QString, VideoMetadata> cache = {
-        {QStringLiteral("/v/a.mp4"), VideoMetadata{12.0, 1920, 1080}},
-        {QStringLiteral("/v/b.mp4"), VideoMetadata{std::nullopt, 640, std::nullopt}},
-    };
+        {"/v/a.mp4", VideoMetadata{12.0, 1920, 1080}},
+        {"/v/b.mp4", VideoMetadata{std::nullopt, 640, std::nullopt}}};
     const auto json = StoredJson::encodeMetadataCache(cache);
     ASSERT_TRUE(json);
     EXPECT_EQ(parsed(*json), parsed(R"({"/v/a.mp4":{"duration":12,"width":1920,"height":1080},
@@ -234,7 +229,7 @@ TEST(StoredJsonMetadataCache, RoundTripsAndLeavesOutAbsentValues) {
     const auto read = StoredJson::decodeMetadataCache(
         R"({"/v/c.mp4":{"duration":3.5,"bitrate":9,"height":null}})");
     ASSERT_TRUE(read);
-    EXPECT_EQ(read->value(QStringLiteral("/v/c.mp4")), (VideoMetadata{3.5, std::nullopt, {}}));
+    EXPECT_EQ(read->value("/v/c.mp4"), (VideoMetadata{3.5, std::nullopt, {}}));
     EXPECT_FALSE(StoredJson::decodeMetadataCache(R"([])"));
     EXPECT_FALSE(StoredJson::decodeMetadataCache(R"({"/v/c.mp4":{"width":"wide"}})"));
 }
@@ -290,7 +285,7 @@ TEST(StoredJsonLibrary, AnUnknownSortOrderOrAMissingKeyMakesTheWholeDocumentUnre
 }
 
 TEST(PlaylistItemValues, FilesAndLookupKeys) {
-    const QUrl url = QUrl::fromLocalFile(QStringLiteral("/home/me/Sea Side/wave 1.mp4"));
+    const QUrl url = QUrl::fromLocalFile("/home/me/Sea Side/wave 1.mp4");
     const PlaylistItem fresh = PlaylistItem::forFile(url);
     EXPECT_FALSE(fresh.id.isNull());
     EXPECT_EQ(fresh.filename, "wave 1.mp4");
@@ -304,7 +299,7 @@ TEST(PlaylistItemValues, FilesAndLookupKeys) {
 }
 
 TEST(PlaylistItemValues, DurationResolutionAndAspectTexts) {
-    PlaylistItem entry = item(QStringLiteral("a.mp4"));
+    PlaylistItem entry = item("a.mp4");
     EXPECT_FALSE(entry.durationText());
     EXPECT_FALSE(entry.resolutionText());
     EXPECT_FALSE(entry.aspectText());
@@ -340,9 +335,9 @@ TEST(PlaylistItemValues, DurationResolutionAndAspectTexts) {
 
 TEST(NamedPlaylistValues, CountsTotalsAndPlayableFiles) {
     NamedPlaylist playlist;
-    PlaylistItem a = item(QStringLiteral("a.mp4"));
-    PlaylistItem b = item(QStringLiteral("b.mp4"));
-    PlaylistItem c = item(QStringLiteral("c.mp4"), QStringLiteral("/other"));
+    PlaylistItem a = item("a.mp4");
+    PlaylistItem b = item("b.mp4");
+    PlaylistItem c = item("c.mp4", "/other");
     b.isExcluded = true;
     b.duration = 1000.0;
     playlist.items = {a, b, c};
@@ -362,9 +357,8 @@ TEST(NamedPlaylistValues, CountsTotalsAndPlayableFiles) {
 
     playlist.sortOrder = PlaylistSortOrder::Name;
     playlist.items = {c, b, a};
-    EXPECT_EQ(playlist.playableURLs(),
-              (QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/videos/a.mp4")),
-                           QUrl::fromLocalFile(QStringLiteral("/other/c.mp4"))}));
+    EXPECT_EQ(playlist.playableURLs(), (QList<QUrl>{QUrl::fromLocalFile("/videos/a.mp4"),
+                                                    QUrl::fromLocalFile("/other/c.mp4")}));
 }
 
 TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrder) {
@@ -379,19 +373,13 @@ TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrde
     items[1].customOrder = 7;
     items[3].customOrder = 2;
     items[4].customOrder = 7;
-    items[0].duration = 30.0;
-    items[1].duration = 10.0;
-    items[3].duration = 10.0;
     items[0].addedDate = Timestamp{50.0};
     items[1].addedDate = Timestamp{-10.0};
     items[4].addedDate = Timestamp{50.0};
-    items[0].width = 1920;
-    items[0].height = 1080;
-    items[1].width = 3840;
-    items[1].height = 2160;
-    items[2].width = 4000; // no height: unknown size
-    items[3].width = 1080;
-    items[3].height = 1920;
+    items[0].applyMetadata({30.0, 1920, 1080});
+    items[1].applyMetadata({10.0, 3840, 2160});
+    items[2].applyMetadata({std::nullopt, 4000, std::nullopt}); // no height: unknown size
+    items[3].applyMetadata({10.0, 1080, 1920});
     const QString eclair = QString::fromUtf8("\u00E9clair");
     const std::pair<PlaylistSortOrder, QStringList> cases[] = {
         {PlaylistSortOrder::Manual, {eclair, "fig", "apple", "banana", "Apple"}}, // custom first
@@ -399,8 +387,7 @@ TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrde
         {PlaylistSortOrder::DateAdded, {"fig", "banana", "apple", "Apple", eclair}},
         {PlaylistSortOrder::Resolution, {"fig", "banana", eclair, "Apple", "apple"}},
         // Case does not count ("Apple" and "apple" keep their stored order); "é" sorts with "e".
-        {PlaylistSortOrder::Name, {"Apple", "apple", "banana", eclair, "fig"}},
-    };
+        {PlaylistSortOrder::Name, {"Apple", "apple", "banana", eclair, "fig"}}};
     for (const auto& [order, expected] : cases) {
         SCOPED_TRACE(PlaylistSortOrders::label(order).toStdString());
         EXPECT_EQ(names(NamedPlaylist::sorted(items, order)), expected);

@@ -18,8 +18,8 @@ namespace {
 
 using mediaclips::clips;
 
-const QString kNoVideoTrack = QStringLiteral(
-    "ThumbnailCache: Failed to generate thumbnail for audio.m4a: The file has no video track.");
+const QString kNoVideoTrack =
+    "ThumbnailCache: Failed to generate thumbnail for audio.m4a: The file has no video track.";
 
 struct Delivery {
     int calls = 0;
@@ -81,7 +81,7 @@ TEST_F(ThumbnailCacheTest, ClipIsShownAtATenthOfItsLengthAtMostOneSecondAndCache
     QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
     // 5.04 s: the frame at 0.504 s is the green one; the start is red, the rest blue.
     const QImage first = thumbnail(clips().shortColours);
-    EXPECT_EQ(testutil::primaryName(first), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(first), "green");
     const QUrl url = QUrl::fromLocalFile(clips().shortColours);
     EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
     EXPECT_FALSE(m_cache->isGenerating(url));
@@ -93,7 +93,7 @@ TEST_F(ThumbnailCacheTest, ClipIsShownAtATenthOfItsLengthAtMostOneSecondAndCache
     EXPECT_EQ(changed.count(), 1);
 
     // 12 s: green from 1 s to 1.2 s; a tenth of the length (1.2 s) would be blue.
-    EXPECT_EQ(testutil::primaryName(thumbnail(clips().longColours)), QStringLiteral("green"));
+    EXPECT_EQ(testutil::primaryName(thumbnail(clips().longColours)), "green");
     // Fitted into 400 pixels as MediaProbe fits frames.
     EXPECT_EQ(thumbnail(clips().fullHDPortrait).size(), QSize(225, 400));
 }
@@ -145,7 +145,7 @@ TEST_F(ThumbnailCacheTest, SecondRequestGetsNothingWhenGenerationTakesLonger) {
     ASSERT_TRUE(testutil::waitUntil([&] { return first->calls > 0; }));
     EXPECT_FALSE(first->image.isNull());
     EXPECT_EQ(m_cache->cachedURLs(), QSet<QUrl>{url});
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("98 KB"));
+    EXPECT_EQ(m_cache->cacheSizeText(), "98 KB");
     testutil::settle();
     EXPECT_EQ(second->calls, 1);
     EXPECT_EQ(doomedFirst->calls, 0);
@@ -168,7 +168,7 @@ TEST_F(ThumbnailCacheTest, FailurePrintsALineOncePerGenerationAndIsTriedAgainNex
     EXPECT_EQ(output.count(kNoVideoTrack), 1);
     EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
     EXPECT_FALSE(m_cache->isGenerating(QUrl::fromLocalFile(clips().audioOnly)));
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+    EXPECT_EQ(m_cache->cacheSizeText(), "Zero KB");
 
     EXPECT_TRUE(thumbnail(clips().audioOnly).isNull());
     EXPECT_EQ(output.count(kNoVideoTrack), 2);
@@ -195,7 +195,7 @@ TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
     EXPECT_EQ(m_cache->cachedURLs().size(), 60);
     EXPECT_EQ(changed.count(), 60);
     // 60 × 100,000 bytes = 6,000,000 bytes = 5.72 MiB.
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("5.7 MB"));
+    EXPECT_EQ(m_cache->cacheSizeText(), "5.7 MB");
     const auto kept = std::count_if(urls.begin(), urls.end(), [&](const QUrl& url) {
         return !m_cache->cachedImage(url).isNull();
     });
@@ -204,17 +204,17 @@ TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
     m_cache->clearCache();
     EXPECT_TRUE(m_cache->cachedURLs().isEmpty());
     EXPECT_EQ(changed.count(), 61);
-    EXPECT_EQ(m_cache->cacheSizeText(), QStringLiteral("Zero KB"));
+    EXPECT_EQ(m_cache->cacheSizeText(), "Zero KB");
     EXPECT_TRUE(m_cache->cachedImage(urls.last()).isNull());
 }
 
 TEST_F(ThumbnailCacheTest, MemorySizesReadInBinaryUnits) {
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1), QStringLiteral("1 byte"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(512), QStringLiteral("512 bytes"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1024), QStringLiteral("1 KB"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1048575), QStringLiteral("1.0 MB"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000), QStringLiteral("4.8 MB"));
-    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000000), QStringLiteral("4.66 GB"));
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1), "1 byte");
+    EXPECT_EQ(ThumbnailCache::memorySizeText(512), "512 bytes");
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1024), "1 KB");
+    EXPECT_EQ(ThumbnailCache::memorySizeText(1048575), "1.0 MB");
+    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000), "4.8 MB");
+    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000000), "4.66 GB");
 }
 
 } // namespace

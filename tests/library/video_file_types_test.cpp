@@ -17,8 +17,8 @@ using Verdict = VideoFileTypes::NameVerdict;
 class VideoFileTypesTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        s_mp4 = testutil::encodedClip(QStringLiteral("mp4"));
-        s_transportStream = testutil::encodedClip(QStringLiteral("mpegts"));
+        s_mp4 = testutil::encodedClip("mp4");
+        s_transportStream = testutil::encodedClip("mpegts");
     }
 
     void SetUp() override {
@@ -38,8 +38,7 @@ TEST(VideoFileTypesNames, SuffixDecidesInAnyCaseUnlessUnknownOrShared) {
         {Verdict::Video, {"clip.mp4", "CLIP.MKV", "holiday.2023.webm", "Movie.MoV", "old.avi"}},
         {Verdict::NotVideo, {"notes.txt", "photo.JPG", "archive.tar.gz", "song.mp3"}},
         {Verdict::Undecided,
-         {"noextension", "file.", "file.nosuchsuffix", "stream.ts", "a.TS", ""}},
-    };
+         {"noextension", "file.", "file.nosuchsuffix", "stream.ts", "a.TS", ""}}};
     for (const auto& [verdict, names] : cases) {
         for (const char* name : names)
             EXPECT_EQ(VideoFileTypes::classifyName(name), verdict) << name;
@@ -57,7 +56,7 @@ TEST(VideoFileTypesNames, AgreesWithTheMimeDatabaseForEveryDecidedSuffix) {
             if (!pattern.startsWith(QLatin1String("*.")) || suffix.contains(u'*') ||
                 suffix.contains(u'?') || suffix.contains(u'['))
                 continue;
-            const QString name = QStringLiteral("file.") + suffix;
+            const QString name = "file." + suffix;
             const Verdict verdict = VideoFileTypes::classifyName(name.toStdString());
             if (verdict == Verdict::Undecided)
                 continue;
@@ -83,8 +82,7 @@ TEST_F(VideoFileTypesTest, NameDecidesBeforeContentAndContentWhenTheNameCannot) 
         {"recording", s_mp4, true},
         {"transcript", "plain words\n", false},
         {"capture.ts", s_transportStream, true},
-        {"strings_de.ts", translation, false},
-    };
+        {"strings_de.ts", translation, false}};
     for (const auto& [name, bytes, video] : cases) {
         const QString path = m_dir.filePath(QLatin1String(name));
         testutil::writeFile(path, bytes);
@@ -98,14 +96,14 @@ TEST(VideoFileTypesPlayable, VideoTypesFfmpegCanOpenInStableOrder) {
                                  "video/x-msvideo", "video/mpeg"})
         EXPECT_TRUE(types.contains(QLatin1String(expected))) << expected;
     // The MPEG-TS demuxer claims no extension: it recognises streams by content.
-    EXPECT_FALSE(types.contains(QStringLiteral("video/mp2t")));
+    EXPECT_FALSE(types.contains("video/mp2t"));
     const QMimeDatabase db;
     for (const QString& name : types)
         EXPECT_TRUE(VideoFileTypes::isVideoMimeType(db.mimeTypeForName(name))) << qPrintable(name);
     // audio/webm is a sub-class of video/webm in the shared MIME database.
-    EXPECT_TRUE(VideoFileTypes::isVideoMimeType(db.mimeTypeForName(QStringLiteral("audio/webm"))));
-    EXPECT_FALSE(VideoFileTypes::isVideoMimeType(db.mimeTypeForName(QStringLiteral("audio/mpeg"))));
-    EXPECT_FALSE(types.contains(QStringLiteral("audio/mpeg")));
+    EXPECT_TRUE(VideoFileTypes::isVideoMimeType(db.mimeTypeForName("audio/webm")));
+    EXPECT_FALSE(VideoFileTypes::isVideoMimeType(db.mimeTypeForName("audio/mpeg")));
+    EXPECT_FALSE(types.contains("audio/mpeg"));
     EXPECT_TRUE(std::is_sorted(types.begin(), types.end()));
     EXPECT_EQ(std::adjacent_find(types.begin(), types.end()), types.end());
     EXPECT_EQ(VideoFileTypes::playableMimeTypes(), types);

@@ -42,7 +42,7 @@ protected:
         QList<PlaylistItem> items;
         for (const QString& path : paths)
             items.append(PlaylistItem::forFile(QUrl::fromLocalFile(path)));
-        return m_library->createPlaylist(QStringLiteral("Test"), items);
+        return m_library->createPlaylist("Test", items);
     }
 
     // The item as the library holds it now.
@@ -107,8 +107,7 @@ TEST_F(VideoMetadataLoaderTest, WritesDurationAndDisplayedSizeIntoTheItem) {
 
 // The descriptions themselves are MediaProbe's; one line each, and nothing is written.
 TEST_F(VideoMetadataLoaderTest, UnreadableFilesPrintOneLineAndWriteNothing) {
-    const NamedPlaylist playlist =
-        playlistOf({clips().audioOnly, clips().folder + QStringLiteral("/gone.mp4")});
+    const NamedPlaylist playlist = playlistOf({clips().audioOnly, clips().folder + "/gone.mp4"});
     QSignalSpy changes(m_library.get(), &PlaylistLibrary::playlistsChanged);
     StdoutCapture output;
     for (const PlaylistItem& item : playlist.items) {
@@ -117,11 +116,9 @@ TEST_F(VideoMetadataLoaderTest, UnreadableFilesPrintOneLineAndWriteNothing) {
     }
     testutil::settle();
     EXPECT_EQ(output.lines(),
-              (QStringList{
-                  QStringLiteral("VideoMetadataLoader: No video track for audio.m4a"),
-                  QStringLiteral("VideoMetadataLoader: Failed to load metadata for gone.mp4: The "
-                                 "file couldn’t be opened: No such file or directory."),
-              }));
+              (QStringList{"VideoMetadataLoader: No video track for audio.m4a",
+                           "VideoMetadataLoader: Failed to load metadata for gone.mp4: The "
+                           "file couldn’t be opened: No such file or directory."}));
     EXPECT_EQ(changes.count(), 0);
     EXPECT_EQ(m_library->playlist(playlist.id), playlist);
 }

@@ -3,6 +3,8 @@
 #include <QMutexLocker>
 #include <QStringList>
 
+#include <algorithm>
+
 namespace {
 LogCapture* g_current = nullptr;
 QtMessageHandler g_previous = nullptr;
@@ -53,12 +55,9 @@ bool LogCapture::contains(const QString& category, const QString& message) const
 
 int LogCapture::count(const QString& category, const QString& message) const {
     QMutexLocker locker(&m_mutex);
-    int n = 0;
-    for (const Entry& entry : m_entries) {
-        if (entry.category == category && entry.message == message)
-            ++n;
-    }
-    return n;
+    return int(std::count_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
+        return entry.category == category && entry.message == message;
+    }));
 }
 
 void LogCapture::clear() {

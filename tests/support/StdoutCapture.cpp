@@ -12,7 +12,7 @@
 
 StdoutCapture::StdoutCapture() {
     std::fflush(stdout);
-    QByteArray name = QFile::encodeName(QDir::tempPath() + QStringLiteral("/stdout-XXXXXX"));
+    QByteArray name = QFile::encodeName(QDir::tempPath() + "/stdout-XXXXXX");
     m_file = mkstemp(name.data());
     if (m_file < 0)
         return;

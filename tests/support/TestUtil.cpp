@@ -93,20 +93,17 @@ ProcessResult runProcess(const QString& program, const QStringList& arguments,
 }
 
 bool ffmpeg(const QStringList& arguments, QString* error) {
-    const QString program = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    const QString program = QStandardPaths::findExecutable("ffmpeg");
     const ProcessResult result =
-        program.isEmpty()
-            ? ProcessResult{}
-            : runProcess(program, QStringList{QStringLiteral("-v"), QStringLiteral("error"),
-                                              QStringLiteral("-y")} +
-                                      arguments);
+        program.isEmpty() ? ProcessResult{}
+                          : runProcess(program, QStringList{"-v", "error", "-y"} + arguments);
     if (result.exitCode == 0)
         return true;
     if (error) {
-        *error = program.isEmpty() ? QStringLiteral("ffmpeg is not installed")
-                                   : QStringLiteral("ffmpeg %1: %2")
-                                         .arg(arguments.join(QLatin1Char(' ')),
-                                              QString::fromLocal8Bit(result.err));
+        *error = program.isEmpty()
+                     ? QString("ffmpeg is not installed")
+                     : QStringLiteral("ffmpeg %1: %2")
+                           .arg(arguments.join(u' '), QString::fromLocal8Bit(result.err));
     }
     return false;
 }
@@ -115,22 +112,19 @@ bool encodeClip(const QString& outputPath, const ClipSpec& clip) {
     QDir().mkpath(QFileInfo(outputPath).absolutePath());
     const QString source =
         QStringLiteral("%1%2size=%3:rate=%4:duration=%5")
-            .arg(clip.source,
-                 clip.source.contains(QLatin1Char('=')) ? QStringLiteral(":") : QStringLiteral("="),
-                 clip.size, QString::number(clip.rate), QString::number(clip.seconds));
+            .arg(clip.source, QLatin1String(clip.source.contains(u'=') ? ":" : "="), clip.size,
+                 QString::number(clip.rate), QString::number(clip.seconds));
     // More inputs may come first among the extra arguments, so they precede output options.
-    return ffmpeg(QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                              source} +
-                  clip.extraArguments +
-                  QStringList{QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"), outputPath}) &&
+    return ffmpeg(QStringList{"-f", "lavfi", "-i", source} + clip.extraArguments +
+                  QStringList{"-pix_fmt", "yuv420p", outputPath}) &&
            QFileInfo(outputPath).size() > 0;
 }
 
 QByteArray encodedClip(const QString& format) {
     QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("clip"));
+    const QString path = dir.filePath("clip");
     ClipSpec clip;
-    clip.extraArguments = {QStringLiteral("-f"), format};
+    clip.extraArguments = {"-f", format};
     QFile file(path);
     if (!dir.isValid() || !encodeClip(path, clip) || !file.open(QIODevice::ReadOnly))
         return {};

@@ -40,71 +40,50 @@ std::unique_ptr<Clips> make() {
     static QTemporaryDir dir;
     auto clips = std::make_unique<Clips>();
     if (!dir.isValid()) {
-        g_error = QStringLiteral("no temporary folder");
+        g_error = "no temporary folder";
         return clips;
     }
     const auto path = [](const char* name) {
         return dir.filePath(QLatin1String(name));
     };
-    const QString h264 = QStringLiteral("libx264");
-    const QStringList encode = {QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
-                                QStringLiteral("-c:v"), h264};
-    const auto lavfi = [](const QString& graph) {
-        return QStringList{QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                           graph};
-    };
     const auto ffmpeg = [](const QStringList& arguments) {
         return testutil::ffmpeg(arguments, &g_error);
     };
-    const auto rotated = [&ffmpeg](const QString& from, const QString& to, int degrees) {
-        return ffmpeg({QStringLiteral("-i"), from, QStringLiteral("-c"), QStringLiteral("copy"),
-                       QStringLiteral("-metadata:s:v:0"), QStringLiteral("rotate=%1").arg(degrees),
-                       to});
+    // Encodes a lavfi graph to H.264 in the named file, with more output options before it.
+    const auto encode = [&](const QString& graph, const char* name, const QStringList& more = {}) {
+        return ffmpeg(
+            QStringList{"-f", "lavfi", "-i", graph, "-pix_fmt", "yuv420p", "-c:v", "libx264"} +
+            more + QStringList{path(name)});
+    };
+    const auto rotated = [&](const char* from, const char* to, int degrees) {
+        return ffmpeg({"-i", path(from), "-c", "copy", "-metadata:s:v:0",
+                       QStringLiteral("rotate=%1").arg(degrees), path(to)});
     };
 
     bool ok =
-        ffmpeg(lavfi(QStringLiteral("testsrc=s=320x180:r=25:d=3")) + encode +
-               QStringList{path("landscape.mp4")}) &&
-        rotated(path("landscape.mp4"), path("portrait.mp4"), 90) &&
-        ffmpeg(lavfi(QStringLiteral("testsrc2=s=1920x1080:r=25:d=0.2")) + encode +
-               QStringList{QStringLiteral("-preset"), QStringLiteral("ultrafast"),
-                           path("fullhd.mp4")}) &&
-        rotated(path("fullhd.mp4"), path("fullhd-portrait.mp4"), 90) &&
-        ffmpeg(lavfi(QStringLiteral("color=c=blue:s=320x180:r=25:d=1,"
-                                    "drawbox=x=0:y=0:w=80:h=45:c=red:t=fill")) +
-               encode + QStringList{path("marker.mp4")}) &&
-        rotated(path("marker.mp4"), path("marker90.mp4"), 90) &&
-        rotated(path("marker.mp4"), path("marker180.mp4"), 180) &&
-        rotated(path("marker.mp4"), path("marker270.mp4"), 270) &&
-        ffmpeg(lavfi(QStringLiteral("sine=d=2")) +
-               QStringList{QStringLiteral("-c:a"), QStringLiteral("aac"), path("audio.m4a")}) &&
-        ffmpeg(lavfi(QStringLiteral("testsrc=s=320x180:r=25:d=3")) + encode +
-               QStringList{QStringLiteral("-movflags"), QStringLiteral("+faststart"),
-                           path("faststart.mp4")}) &&
+        encode("testsrc=s=320x180:r=25:d=3", "landscape.mp4") &&
+        rotated("landscape.mp4", "portrait.mp4", 90) &&
+        encode("testsrc2=s=1920x1080:r=25:d=0.2", "fullhd.mp4", {"-preset", "ultrafast"}) &&
+        rotated("fullhd.mp4", "fullhd-portrait.mp4", 90) &&
+        encode("color=c=blue:s=320x180:r=25:d=1,drawbox=x=0:y=0:w=80:h=45:c=red:t=fill",
+               "marker.mp4") &&
+        rotated("marker.mp4", "marker90.mp4", 90) && rotated("marker.mp4", "marker180.mp4", 180) &&
+        rotated("marker.mp4", "marker270.mp4", 270) &&
+        ffmpeg({"-f", "lavfi", "-i", "sine=d=2", "-c:a", "aac", path("audio.m4a")}) &&
+        encode("testsrc=s=320x180:r=25:d=3", "faststart.mp4", {"-movflags", "+faststart"}) &&
         copyPrefix(path("landscape.mp4"), path("truncated.mp4"), 0.5) &&
         copyPrefix(path("faststart.mp4"), path("cut.mp4"), 0.6) &&
-        ffmpeg(lavfi(colourSegments("160x90", 25,
-                                    {QStringLiteral("red:0.5"), QStringLiteral("green:0.1"),
-                                     QStringLiteral("blue:4.4")})) +
-               encode + QStringList{path("short-colours.mp4")}) &&
-        ffmpeg(lavfi(colourSegments("160x90", 25,
-                                    {QStringLiteral("red:1"), QStringLiteral("green:0.2"),
-                                     QStringLiteral("blue:10.8")})) +
-               encode +
-               QStringList{QStringLiteral("-g"), QStringLiteral("12"), path("long-colours.mp4")}) &&
-        ffmpeg(lavfi(QStringLiteral("color=c=red:s=64x36:r=1:d=2,"
-                                    "drawbox=c=blue:t=fill:enable='eq(n,1)',"
-                                    "setpts=N*5/TB")) +
-               encode +
-               QStringList{QStringLiteral("-fps_mode"), QStringLiteral("passthrough"),
-                           path("gap.mp4")}) &&
-        ffmpeg(lavfi(QStringLiteral("testsrc=s=160x90:r=10:d=1")) + encode +
-               QStringList{QStringLiteral("-f"), QStringLiteral("h264"), path("raw.h264")}) &&
-        ffmpeg(lavfi(QStringLiteral("testsrc=s=64x36:r=1:d=1")) + encode +
-               QStringList{path("tiny.mp4")});
+        encode(colourSegments("160x90", 25, {"red:0.5", "green:0.1", "blue:4.4"}),
+               "short-colours.mp4") &&
+        encode(colourSegments("160x90", 25, {"red:1", "green:0.2", "blue:10.8"}),
+               "long-colours.mp4", {"-g", "12"}) &&
+        encode("color=c=red:s=64x36:r=1:d=2,drawbox=c=blue:t=fill:enable='eq(n,1)',setpts=N*5/TB",
+               "gap.mp4", {"-fps_mode", "passthrough"}) &&
+        encode("testsrc=s=160x90:r=10:d=1", "raw.h264", {"-f", "h264"}) &&
+        encode("testsrc=s=64x36:r=1:d=1", "tiny.mp4");
     if (!ok) {
         if (g_error.isEmpty())
-            g_error = QStringLiteral("ffmpeg failed");
+            g_error = "ffmpeg failed";
         return clips;
     }
     testutil::writeFile(path("not-video.mp4"), "This is a text file, not a video.\n");
