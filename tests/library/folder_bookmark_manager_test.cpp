@@ -278,8 +278,7 @@ TEST_F(FolderPermissionsTest, UnreadableSubFolderIsLoggedAndTheWalkGoesOn) {
     ASSERT_EQ(log.entries().size(), 1);
     EXPECT_EQ(log.entries().front().category, "default");
     EXPECT_EQ(log.entries().front().type, QtCriticalMsg);
-    EXPECT_EQ(log.entries().front().message,
-              QStringLiteral("Error accessing %1: Permission denied").arg(locked));
+    EXPECT_EQ(log.entries().front().message, "Error accessing " + locked + ": Permission denied");
 }
 
 } // namespace

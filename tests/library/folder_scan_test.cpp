@@ -79,9 +79,8 @@ TEST_F(FolderScanTest, FindsVideosByNameOrContentWalkingEachSubFolderOnceInNameO
     EXPECT_TRUE(manager.scanFolder(QUrl::fromLocalFile(missing), false).isEmpty());
     EXPECT_TRUE(log.entries().isEmpty());
     EXPECT_TRUE(manager.scanFolder(QUrl::fromLocalFile(missing), true).isEmpty());
-    EXPECT_EQ(
-        log.messages("default"),
-        QStringList{QStringLiteral("Error accessing %1: No such file or directory").arg(missing)});
+    EXPECT_EQ(log.messages("default"),
+              QStringList{"Error accessing " + missing + ": No such file or directory"});
 }
 
 TEST_F(FolderScanTest, LoadVideosFollowsTheRecursiveScanPreference) {

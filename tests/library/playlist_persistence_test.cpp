@@ -371,13 +371,15 @@ TEST_F(PlaylistPersistenceTest, OnlyItemsWithDurationAndSizeEnterTheCache) {
 }
 
 TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOverwritten) {
-    // Damaged JSON, and a value of another type (kept in its JSON form).
-    const std::pair<QVariant, QByteArray> cases[] = {
+    // Damaged JSON, and a value of another type (kept in its JSON form). The reason is checked
+    // for damaged JSON; another type is only named as undecodable.
+    const std::tuple<QVariant, QByteArray, QString> cases[] = {
         {QVariant(QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")")),
-         R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")"},
-        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\""}};
+         R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")",
+         "The data couldn\u2019t be read because it isn\u2019t in the correct format."},
+        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\"", ""}};
     int screenNumber = 6;
-    for (const auto& [damaged, keptBytes] : cases) {
+    for (const auto& [damaged, keptBytes, reason] : cases) {
         SCOPED_TRACE(keptBytes.toStdString());
         const QString id = QString::number(++screenNumber);
         const QString tag = QStringLiteral("PlaylistPersistence[%1]: ").arg(id);
@@ -386,11 +388,6 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
         PlaylistPersistence& screen = PlaylistPersistence::forScreen(id);
         EXPECT_TRUE(screen.items().isEmpty());
         ASSERT_EQ(out.lines().size(), 1) << out.text().toStdString();
-        // The reason is checked for damaged JSON; another type is only named as undecodable.
-        const QString reason = damaged.metaType() == QMetaType::fromType<QByteArray>()
-                                   ? QStringLiteral("The data couldn\u2019t be read because it "
-                                                    "isn\u2019t in the correct format.")
-                                   : QString();
         EXPECT_TRUE(out.lines().at(0).startsWith(tag + "Failed to decode items: " + reason))
             << out.text().toStdString();
         // Nothing is written while the screen is only read.
