@@ -30,8 +30,7 @@ namespace {
 
 const QString kLibraryKey = "playlistLibrary";
 const QString kAllVideos = "All Videos";
-const QString kAutoAssigned =
-    "PlaylistLibrary: Auto-assigned All Videos playlist to shared persistence";
+const QString kAutoAssigned = "Auto-assigned All Videos playlist to shared persistence";
 
 class PlaylistLibraryTest : public ::testing::Test {
 protected:
@@ -75,8 +74,10 @@ protected:
             result.append(entry.filename);
         return result;
     }
+    // The library's printed lines, without their "PlaylistLibrary: " prefix.
     static QStringList libraryLines(const StdoutCapture& out) {
-        return out.lines().filter(QRegularExpression("^PlaylistLibrary: "));
+        const QRegularExpression prefix("^PlaylistLibrary: ");
+        return out.lines().filter(prefix).replaceInStrings(prefix, QString());
     }
 
     // Runs a change and waits for the synchronisation it causes.
@@ -253,14 +254,14 @@ TEST_F(PlaylistLibraryTest, AnUnreadableDocumentIsKeptAsideBeforeItIsOverwritten
     auto library = makeLibrary();
     EXPECT_TRUE(library->playlists().isEmpty());
     ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
-    EXPECT_TRUE(libraryLines(out).at(0).startsWith(
-        "PlaylistLibrary: Failed to decode playlists: The data couldn\u2019t be "
-        "read because it isn\u2019t in the correct format."));
+    EXPECT_TRUE(
+        libraryLines(out).at(0).startsWith("Failed to decode playlists: The data couldn\u2019t be "
+                                           "read because it isn\u2019t in the correct format."));
     EXPECT_EQ(prefs().dataForKey(kLibraryKey), damaged);
 
     out.clear();
     library->createPlaylist("Morning", {});
-    const QString prefix = "PlaylistLibrary: Kept unreadable playlists in ";
+    const QString prefix = "Kept unreadable playlists in ";
     ASSERT_EQ(libraryLines(out).size(), 1) << out.text().toStdString();
     ASSERT_TRUE(
         libraryLines(out).at(0).startsWith(prefix + AppPaths::damagedDataDirectory() + u'/'))
@@ -305,9 +306,8 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     EXPECT_EQ(stored(), library.playlists());
     const QStringList lines = libraryLines(out);
     ASSERT_EQ(lines.size(), 2) << out.text().toStdString();
-    EXPECT_TRUE(lines.at(0).startsWith(
-        "PlaylistLibrary: Failed to migrate playlist from playlist_3_items: "));
-    EXPECT_EQ(lines.at(1), "PlaylistLibrary: Migrated 4 videos to All Videos playlist");
+    EXPECT_TRUE(lines.at(0).startsWith("Failed to migrate playlist from playlist_3_items: "));
+    EXPECT_EQ(lines.at(1), "Migrated 4 videos to All Videos playlist");
     // The per-screen lists stay.
     for (const char* key :
          {"playlist_1_items", "playlist_2_items", "playlist_3_items", "playlist_default_items"})
@@ -317,9 +317,8 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     out.clear();
     ASSERT_TRUE(testutil::waitUntil([&] { return !library.isSyncing(); }));
     EXPECT_EQ(library.playlists().at(0).items, migrated.items);
-    EXPECT_EQ(
-        libraryLines(out),
-        (QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos", kAutoAssigned}));
+    EXPECT_EQ(libraryLines(out),
+              (QStringList{"Synced All Videos playlist, 4 videos", kAutoAssigned}));
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), migrated.id);
 
     // Only an empty library takes the per-screen lists: a new one reads the stored playlist.
@@ -327,8 +326,7 @@ TEST_F(PlaylistLibraryTest, PerScreenListsBecomeOneAllVideosPlaylist) {
     const auto again = makeLibrary();
     ASSERT_EQ(again->playlists().size(), 1);
     EXPECT_EQ(again->playlists().at(0).items, migrated.items);
-    EXPECT_EQ(libraryLines(out),
-              QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos"});
+    EXPECT_EQ(libraryLines(out), QStringList{"Synced All Videos playlist, 4 videos"});
 }
 
 TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
@@ -354,9 +352,8 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     EXPECT_EQ(created.items.at(0).folderPath, evening);
     EXPECT_EQ(stored(), library->playlists());
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
-    EXPECT_EQ(
-        libraryLines(out),
-        (QStringList{"PlaylistLibrary: Created All Videos playlist with 2 videos", kAutoAssigned}));
+    EXPECT_EQ(libraryLines(out),
+              (QStringList{"Created All Videos playlist with 2 videos", kAutoAssigned}));
     EXPECT_EQ(effects.announced(), 2);
 
     // More files and a second folder: existing entries stay as they are.
@@ -371,8 +368,7 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     EXPECT_EQ(grown.items.at(1).id, created.items.at(1).id);
     EXPECT_TRUE(grown.items.at(1).isExcluded);
     EXPECT_GE(grown.modifiedDate, created.modifiedDate);
-    EXPECT_EQ(libraryLines(out),
-              QStringList{"PlaylistLibrary: Synced All Videos playlist, 4 videos"});
+    EXPECT_EQ(libraryLines(out), QStringList{"Synced All Videos playlist, 4 videos"});
 
     // A file deleted and a folder removed: their entries go, the others keep their place.
     out.clear();
@@ -387,10 +383,9 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     ASSERT_TRUE(syncAfter(*library, [&] { folders.removeFolder(0); }));
     ASSERT_EQ(library->playlists().size(), 1);
     EXPECT_TRUE(library->playlists().at(0).items.isEmpty());
-    EXPECT_EQ(libraryLines(out),
-              (QStringList{"PlaylistLibrary: Synced All Videos playlist, 3 videos",
-                           "PlaylistLibrary: Synced All Videos playlist, 1 videos",
-                           "PlaylistLibrary: Synced All Videos playlist, 0 videos"}));
+    EXPECT_EQ(libraryLines(out), (QStringList{"Synced All Videos playlist, 3 videos",
+                                              "Synced All Videos playlist, 1 videos",
+                                              "Synced All Videos playlist, 0 videos"}));
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
     // Each synchronisation and the exclusion were announced.
     EXPECT_EQ(effects.announced(), 7);
@@ -401,7 +396,7 @@ TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssig
     const QUuid chosen = QUuid::createUuid();
     PlaylistPersistence::shared().setAssignedPlaylistId(chosen);
     FolderBookmarkManager(prefs()).addFolder(QUrl::fromLocalFile(folder("videos", {"a.mp4"})));
-    const QStringList created{"PlaylistLibrary: Created All Videos playlist with 1 videos"};
+    const QStringList created{"Created All Videos playlist with 1 videos"};
     StdoutCapture out;
     auto library = makeLibrary();
     ASSERT_EQ(library->playlists().size(), 1);
