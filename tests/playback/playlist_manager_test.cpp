@@ -7,14 +7,12 @@
 
 #include <gtest/gtest.h>
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 QList<QUrl> files(std::initializer_list<const char*> names) {
     QList<QUrl> urls;
     for (const char* name : names)
-        urls.append(QUrl::fromLocalFile(u"/videos/"_s + QString::fromUtf8(name)));
+        urls.append(QUrl::fromLocalFile(QStringLiteral("/videos/") + QString::fromUtf8(name)));
     return urls;
 }
 
@@ -47,7 +45,7 @@ protected:
 
     PlaylistPersistence& persistence() { return PlaylistPersistence::forScreen(m_screen); }
 
-    const QString m_screen = u"42"_s;
+    const QString m_screen = QStringLiteral("42");
 };
 
 TEST_F(PlaylistManagerTest, WalksTheQueueWithAndWithoutLoop) {
@@ -114,7 +112,7 @@ TEST_F(PlaylistManagerTest, AnAssignedPlaylistReplacesTheFolderQueue) {
     for (const QUrl& url : files({"x", "y", "z"}))
         items.append(PlaylistItem::forFile(url));
     items[1].isExcluded = true;
-    NamedPlaylist playlist = library.createPlaylist(u"Evening"_s, items);
+    NamedPlaylist playlist = library.createPlaylist(QStringLiteral("Evening"), items);
     playlist.loopEnabled = false;
     library.updatePlaylist(playlist);
     persistence().setAssignedPlaylistId(playlist.id);

@@ -12,8 +12,6 @@
 
 #include <memory>
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 // 2024-05-13 is a Monday.
@@ -76,13 +74,13 @@ TEST_F(ScheduleTest, FreshInstallationGetsEndAndDaysOnly) {
               QVariant(QVariantList{qint64(1), qint64(2), qint64(3), qint64(4), qint64(5)}));
     for (const char* key : {"scheduleEnabled", "scheduleStartHour", "scheduleStartMinute"})
         EXPECT_FALSE(m_preferences->objectForKey(key).isValid()) << key;
-    EXPECT_EQ(manager.scheduleEnabledKey(), u"scheduleEnabled"_s);
-    EXPECT_EQ(manager.scheduleEnabledDaysKey(), u"scheduleEnabledDays"_s);
+    EXPECT_EQ(manager.scheduleEnabledKey(), QStringLiteral("scheduleEnabled"));
+    EXPECT_EQ(manager.scheduleEnabledDaysKey(), QStringLiteral("scheduleEnabledDays"));
 
     EXPECT_TRUE(manager.isWithinSchedule());
-    EXPECT_EQ(manager.statusText(), u"Schedule disabled"_s);
+    EXPECT_EQ(manager.statusText(), QStringLiteral("Schedule disabled"));
     m_preferences->set("scheduleEnabled", true);
-    EXPECT_EQ(manager.statusText(), u"0:00 - 23:59, weekdays"_s);
+    EXPECT_EQ(manager.statusText(), QStringLiteral("0:00 - 23:59, weekdays"));
 }
 
 TEST_F(ScheduleTest, PresentEndHourKeepsTheEndMinuteAbsent) {
@@ -101,7 +99,7 @@ TEST_F(ScheduleTest, SpansIncludeBothEndsAndNoDayIsAlwaysOutside) {
     EXPECT_TRUE(insideAt(kWednesday, 17, 0));
     EXPECT_FALSE(insideAt(kWednesday, 17, 1));
     EXPECT_FALSE(insideAt(kSaturday, 12, 0));
-    EXPECT_EQ(m_manager->statusText(), u"9:00 - 17:00, weekdays"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:00 - 17:00, weekdays"));
 
     // Equal start and end is one minute.
     createWithSpan(12, 0, 12, 0, kWeekdays);
@@ -113,7 +111,7 @@ TEST_F(ScheduleTest, SpansIncludeBothEndsAndNoDayIsAlwaysOutside) {
     createWithSpan(0, 0, 23, 59, {});
     EXPECT_FALSE(insideAt(kWednesday, 12, 0));
     EXPECT_FALSE(insideAt(kSaturday, 0, 0));
-    EXPECT_EQ(m_manager->statusText(), u"0:00 - 23:59, "_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, "));
 }
 
 TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
@@ -123,7 +121,7 @@ TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
     EXPECT_TRUE(insideAt(kWednesday, 6, 0));
     EXPECT_FALSE(insideAt(kWednesday, 6, 1));
     EXPECT_FALSE(insideAt(kWednesday, 21, 59));
-    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, every day"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, every day"));
 
     // Friday only: the small hours belong to Friday's own morning, not to Thursday's evening.
     m_preferences->set("scheduleEndHour", 2);
@@ -137,12 +135,12 @@ TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
 TEST_F(ScheduleTest, EndHourZeroReadsAsTwentyThree) {
     createWithSpan(9, 5, 0, 0, kWeekdays);
     EXPECT_EQ(m_manager->endMinute(), 59);
-    EXPECT_EQ(m_manager->statusText(), u"9:05 - 23:59, weekdays"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:05 - 23:59, weekdays"));
     EXPECT_TRUE(insideAt(kWednesday, 23, 59));
 
     m_preferences->set("scheduleEndMinute", 30);
     EXPECT_EQ(m_manager->endMinute(), 30);
-    EXPECT_EQ(m_manager->statusText(), u"9:05 - 23:30, weekdays"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:05 - 23:30, weekdays"));
     EXPECT_FALSE(insideAt(kWednesday, 23, 31));
 
     m_preferences->set("scheduleEndHour", 17);
@@ -152,24 +150,24 @@ TEST_F(ScheduleTest, EndHourZeroReadsAsTwentyThree) {
 
 TEST_F(ScheduleTest, SummaryNamesTheDays) {
     createWithSpan(9, 0, 17, 30, kWeekdays);
-    EXPECT_EQ(m_manager->statusText(), u"9:00 - 17:30, weekdays"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:00 - 17:30, weekdays"));
 
     m_preferences->set("scheduleStartHour", 22);
     m_preferences->set("scheduleEndHour", 6);
     m_preferences->set("scheduleEndMinute", 0);
     m_preferences->set("scheduleEnabledDays", QVariantList{6, 5});
-    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, Fri, Sat"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, Fri, Sat"));
     m_preferences->set("scheduleEnabledDays", QVariantList{6, 0});
-    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, weekends"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, weekends"));
     // Numbers without a day name are left out of the text and never match today.
     m_preferences->set("scheduleEnabledDays", QVariantList{9, 1, -1, 1});
-    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, Mon"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, Mon"));
 
     // A malformed day list falls back to Monday to Friday.
-    m_preferences->set("scheduleEnabledDays", QVariantList{1, u"2"_s});
+    m_preferences->set("scheduleEnabledDays", QVariantList{1, QStringLiteral("2")});
     EXPECT_EQ(m_manager->enabledDays(), (QList<int>{1, 2, 3, 4, 5}));
-    m_preferences->set("scheduleEnabledDays", u"0,6"_s);
-    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, weekdays"_s);
+    m_preferences->set("scheduleEnabledDays", QStringLiteral("0,6"));
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, weekdays"));
 }
 
 TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
@@ -204,7 +202,7 @@ TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
     ASSERT_EQ(own.count(), 2);
     EXPECT_EQ(own.at(1).at(0).toBool(), true);
     EXPECT_EQ(posted.count(), 1);
-    EXPECT_EQ(m_manager->statusText(), u"Schedule disabled"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("Schedule disabled"));
 
     m_preferences->set("scheduleEnabled", true);
     EXPECT_TRUE(insideAt(kWednesday, 9, 30));
@@ -231,5 +229,5 @@ TEST_F(ScheduleTest, TogglingADayStoresItAndEvaluates) {
     m_manager->toggleDay(1);
     EXPECT_FALSE(m_manager->isWithinSchedule());
     EXPECT_EQ(m_manager->enabledDays(), (QList<int>{2, 3, 4, 5}));
-    EXPECT_EQ(m_manager->statusText(), u"0:00 - 23:59, Tue, Wed, Thu, Fri"_s);
+    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, Tue, Wed, Thu, Fri"));
 }
