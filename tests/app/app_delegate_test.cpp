@@ -25,7 +25,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -51,13 +54,10 @@ protected:
         SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());
-        for (const char* name : {"a", "b"}) {
-            testutil::ClipSpec clip;
-            clip.seconds = 4.0;
-            ASSERT_TRUE(testutil::encodeClip(
-                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QString::fromUtf8(name))),
-                clip));
-        }
+        testutil::ClipSpec clip;
+        clip.seconds = 4.0;
+        for (const char* name : {"a", "b"})
+            ASSERT_TRUE(testutil::encodeClip(s_dir->filePath(u"clips/%1.mp4"_s.arg(name)), clip));
     }
     static void TearDownTestSuite() { s_dir.reset(); }
 
@@ -65,7 +65,7 @@ protected:
         ASSERT_EQ(QGuiApplication::screens().size(), 2);
         SyncManager::shared().setSyncEnabled(false);
         testutil::resetUserStore();
-        m_store.set(QStringLiteral("transitionType"), 0);
+        m_store.set(u"transitionType"_s, 0);
         // Wednesday noon.
         m_clock = new SettableClock(QDateTime(QDate(2026, 11, 18), QTime(12, 0)));
         m_schedule = std::make_unique<ScheduleManager>(m_store, std::unique_ptr<Clock>(m_clock));
@@ -80,8 +80,7 @@ protected:
 
     void addClips() {
         FolderBookmarkManager folders(m_store);
-        ASSERT_TRUE(
-            folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(QStringLiteral("clips")))));
+        ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(s_dir->filePath(u"clips"_s))));
     }
 
     void launch() {
@@ -99,29 +98,30 @@ protected:
         return result;
     }
 
+    template <typename Condition> bool everyManager(Condition condition) const {
+        const QList<VideoPlayerManager*> all = managers();
+        return std::all_of(all.begin(), all.end(), condition);
+    }
+
     // Every screen shows its queue's video at index; an advance is taken only once the
     // previous one is on screen.
     bool waitForIndex(int index) const {
         return testutil::waitUntil([this, index] {
-            for (VideoPlayerManager* manager : managers()) {
-                if (manager->currentIndex() != index || manager->isPreparingNextVideo())
-                    return false;
-            }
-            return true;
+            return everyManager([index](VideoPlayerManager* manager) {
+                return manager->currentIndex() == index && !manager->isPreparingNextVideo();
+            });
         });
     }
 
     bool waitForAllPlaying(bool playing) const {
         return testutil::waitUntil([this, playing] {
-            for (VideoPlayerManager* manager : managers()) {
-                if (manager->isPlaying() != playing)
-                    return false;
-            }
-            return m_delegate->isPlaying() == playing;
+            return m_delegate->isPlaying() == playing &&
+                   everyManager(
+                       [playing](VideoPlayerManager* m) { return m->isPlaying() == playing; });
         });
     }
 
-    static std::unique_ptr<QTemporaryDir> s_dir;
+    static inline std::unique_ptr<QTemporaryDir> s_dir;
     Preferences& m_store = Preferences::standard();
     SettableClock* m_clock = nullptr;
     std::unique_ptr<ScheduleManager> m_schedule;
@@ -129,10 +129,8 @@ protected:
     std::unique_ptr<AppDelegate> m_delegate;
 };
 
-std::unique_ptr<QTemporaryDir> AppDelegateTest::s_dir;
-
 TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEverything) {
-    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
+    m_store.set(u"autoPlayOnLaunch"_s, true);
     EXPECT_EQ(AppDelegate::shared(), nullptr);
     launch();
     EXPECT_EQ(AppDelegate::shared(), m_delegate.get());
@@ -154,7 +152,7 @@ TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEve
 
 TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
     addClips();
-    m_store.set(QStringLiteral("autoPlayOnLaunch"), true);
+    m_store.set(u"autoPlayOnLaunch"_s, true);
     launch();
     ASSERT_TRUE(waitForAllPlaying(true));
     EXPECT_EQ(m_delegate->playingScreenCount(), 2);
@@ -193,11 +191,10 @@ TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
     EXPECT_NE(m_delegate->desktopWindows().front().get(), before);
     VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
     ASSERT_NE(shared, nullptr);
-    for (VideoPlayerManager* manager : managers())
-        EXPECT_EQ(manager, shared);
+    EXPECT_EQ(managers(), QList<VideoPlayerManager*>(2, shared));
     // Synchronised, the screens are one display, played by the one shared manager.
     ASSERT_EQ(m_delegate->displays().size(), 1);
-    EXPECT_EQ(m_delegate->displays().front().screenName, QStringLiteral("All Displays (Synced)"));
+    EXPECT_EQ(m_delegate->displays().front().screenName, u"All Displays (Synced)"_s);
     EXPECT_EQ(m_delegate->primaryPlayerManager(), shared);
     EXPECT_TRUE(
         testutil::waitUntil([&] { return m_delegate->isPlaying() && shared->isPlaying(); }));
@@ -209,10 +206,10 @@ TEST_F(AppDelegateTest, CommandsReachEveryScreen) {
 
 TEST_F(AppDelegateTest, ScheduleClosingWhileNothingPlaysLeavesPlaybackStoppedOnReopening) {
     addClips();
-    m_store.set(QStringLiteral("scheduleEnabled"), true);
-    m_store.set(QStringLiteral("scheduleStartHour"), 9);
-    m_store.set(QStringLiteral("scheduleEndHour"), 17);
-    m_store.set(QStringLiteral("scheduleEnabledDays"), QVariantList{0, 1, 2, 3, 4, 5, 6});
+    m_store.set(u"scheduleEnabled"_s, true);
+    m_store.set(u"scheduleStartHour"_s, 9);
+    m_store.set(u"scheduleEndHour"_s, 17);
+    m_store.set(u"scheduleEnabledDays"_s, QVariantList{0, 1, 2, 3, 4, 5, 6});
     launch();
     ASSERT_TRUE(m_schedule->isWithinSchedule());
     ASSERT_FALSE(m_delegate->isPlaying());
@@ -250,7 +247,7 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
     ASSERT_TRUE(object) << component.errorString().toStdString();
     auto* window = qobject_cast<QQuickWindow*>(object.get());
     ASSERT_NE(window, nullptr);
-    auto* field = window->findChild<QQuickItem*>(QStringLiteral("field"));
+    auto* field = window->findChild<QQuickItem*>(u"field"_s);
     ASSERT_NE(field, nullptr);
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
 
@@ -270,7 +267,7 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
     QTest::keyClick(window, Qt::Key_Space);
     QTest::keyClick(window, Qt::Key_Right, Qt::ControlModifier);
     testutil::settle();
-    EXPECT_EQ(field->property("text").toString(), QStringLiteral(" "));
+    EXPECT_EQ(field->property("text").toString(), u" "_s);
     EXPECT_TRUE(m_delegate->isPlaying());
     EXPECT_TRUE(waitForIndex(0));
 
@@ -281,9 +278,9 @@ TEST_F(AppDelegateTest, ShortcutsDrivePlaybackExceptWhileATextFieldHasFocus) {
 
 TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     addClips();
-    m_store.set(QStringLiteral("pauseOnBattery"), true);
-    m_store.set(QStringLiteral("pauseOnScreenLock"), true);
-    m_store.set(QStringLiteral("audioMuted"), false);
+    m_store.set(u"pauseOnBattery"_s, true);
+    m_store.set(u"pauseOnScreenLock"_s, true);
+    m_store.set(u"audioMuted"_s, false);
     launch();
     // On external power the subscription made with the windows starts playback at once, with
     // auto-play off.
@@ -295,24 +292,22 @@ TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     m_power->setOnBattery(false);
     EXPECT_TRUE(waitForAllPlaying(true));
 
-    m_store.set(QStringLiteral("pauseOnBattery"), false);
+    m_store.set(u"pauseOnBattery"_s, false);
     m_power->setOnBattery(true);
     testutil::settle();
     EXPECT_TRUE(m_delegate->isPlaying());
 
     // Locking mutes unmuted players, without touching the preference; unlocking restores them.
     const auto allMuted = [this](bool muted) {
-        for (VideoPlayerManager* manager : managers()) {
-            if (manager->playerA()->isMuted() != muted || manager->playerB()->isMuted() != muted)
-                return false;
-        }
-        return true;
+        return everyManager([muted](VideoPlayerManager* manager) {
+            return manager->playerA()->isMuted() == muted && manager->playerB()->isMuted() == muted;
+        });
     };
     ASSERT_TRUE(allMuted(false));
     Q_EMIT NotificationCenter::instance().screenDidLock();
     EXPECT_FALSE(m_delegate->wasAudioMutedBeforeLock());
     EXPECT_TRUE(allMuted(true));
-    EXPECT_EQ(m_store.objectForKey(QStringLiteral("audioMuted")), QVariant(false));
+    EXPECT_EQ(m_store.objectForKey(u"audioMuted"_s), QVariant(false));
     Q_EMIT NotificationCenter::instance().screenDidUnlock();
     EXPECT_TRUE(allMuted(false));
 }

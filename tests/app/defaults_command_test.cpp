@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Drives the real orvanta-defaults program against a store in a temporary folder.
@@ -16,7 +18,7 @@ protected:
 
     testutil::ProcessResult tool(const QStringList& arguments) {
         return testutil::runProcess(QStringLiteral(ORVANTA_DEFAULTS_BIN), arguments,
-                                    {QStringLiteral("XDG_CONFIG_HOME=") + m_dir.path()});
+                                    {u"XDG_CONFIG_HOME="_s + m_dir.path()});
     }
 
     // Runs the tool, expecting success, and returns what it printed.
@@ -28,18 +30,14 @@ protected:
         return QString::fromUtf8(result.out);
     }
 
-    QString storePath() const {
-        return m_dir.path() + QStringLiteral("/orvanta/preferences.sqlite3");
-    }
+    QString storePath() const { return m_dir.path() + u"/orvanta/preferences.sqlite3"_s; }
 
     QTemporaryDir m_dir;
 };
 
-QStringList args(std::initializer_list<const char*> list) {
-    QStringList result;
-    for (const char* a : list)
-        result.append(QString::fromUtf8(a));
-    return result;
+// The words of a command line; a trailing space ends it with an empty argument.
+QStringList args(const char* line) {
+    return *line ? QString::fromUtf8(line).split(u' ') : QStringList();
 }
 
 TEST_F(DefaultsCommandTest, WritesEveryTypeAndReadsItBack) {
@@ -50,67 +48,55 @@ TEST_F(DefaultsCommandTest, WritesEveryTypeAndReadsItBack) {
         QVariant stored;
     };
     const QList<Case> cases = {
-        {args({"audioMuted", "-bool", "false"}), QStringLiteral("false\n"),
-         QStringLiteral("boolean\n"), QVariant(false)},
-        {args({"pauseOnBattery", "-boolean", "YES"}), QStringLiteral("true\n"),
-         QStringLiteral("boolean\n"), QVariant(true)},
-        {args({"videoScaling", "-int", "-42"}), QStringLiteral("-42\n"),
-         QStringLiteral("integer\n"), QVariant(qint64(-42))},
-        {args({"transitionDuration", "-float", "1"}), QStringLiteral("1.0\n"),
-         QStringLiteral("float\n"), QVariant(1.0)},
-        {args({"audioVolume", "-float", "0.35"}), QStringLiteral("0.35\n"),
-         QStringLiteral("float\n"), QVariant(0.35)},
-        {args({"name", "-string", "two words"}), QStringLiteral("two words\n"),
-         QStringLiteral("string\n"), QVariant(QStringLiteral("two words"))},
-        {args({"plain", "-5"}), QStringLiteral("-5\n"), QStringLiteral("string\n"),
-         QVariant(QStringLiteral("-5"))},
-        {args({"hex", "-data", "0A0b"}), QStringLiteral("<0a0b>\n"), QStringLiteral("data\n"),
-         QVariant(QByteArray("\x0a\x0b"))},
-        {args({"b64", "-data", "base64:aGk="}), QStringLiteral("<6869>\n"),
-         QStringLiteral("data\n"), QVariant(QByteArray("hi"))},
-        {args({"b64bare", "-data", "aGk="}), QStringLiteral("<6869>\n"), QStringLiteral("data\n"),
-         QVariant(QByteArray("hi"))},
-        {args({"list", "-array", "a b", "-int", "3", "-data", "ff", "-float", "2.5", "-bool", "no",
-               "-string", "-int"}),
-         QStringLiteral("( \"a b\", 3, <ff>, 2.5, false, \"-int\" )\n"), QStringLiteral("array\n"),
-         QVariant(QVariantList{QVariant(QStringLiteral("a b")), QVariant(qint64(3)),
-                               QVariant(QByteArray("\xff")), QVariant(2.5), QVariant(false),
-                               QVariant(QStringLiteral("-int"))})},
-        {args({"none", "-array"}), QStringLiteral("()\n"), QStringLiteral("array\n"),
-         QVariant(QVariantList{})},
+        {args("audioMuted -bool false"), u"false\n"_s, u"boolean\n"_s, QVariant(false)},
+        {args("pauseOnBattery -boolean YES"), u"true\n"_s, u"boolean\n"_s, QVariant(true)},
+        {args("videoScaling -int -42"), u"-42\n"_s, u"integer\n"_s, QVariant(qint64(-42))},
+        {args("transitionDuration -float 1"), u"1.0\n"_s, u"float\n"_s, QVariant(1.0)},
+        {args("audioVolume -float 0.35"), u"0.35\n"_s, u"float\n"_s, QVariant(0.35)},
+        {args("name -string") << u"two words"_s, u"two words\n"_s, u"string\n"_s,
+         QVariant(u"two words"_s)},
+        {args("plain -5"), u"-5\n"_s, u"string\n"_s, QVariant(u"-5"_s)},
+        {args("hex -data 0A0b"), u"<0a0b>\n"_s, u"data\n"_s, QVariant(QByteArray("\x0a\x0b"))},
+        {args("b64 -data base64:aGk="), u"<6869>\n"_s, u"data\n"_s, QVariant(QByteArray("hi"))},
+        {args("b64bare -data aGk="), u"<6869>\n"_s, u"data\n"_s, QVariant(QByteArray("hi"))},
+        {(args("list -array") << u"a b"_s) +
+             args("-int 3 -data ff -float 2.5 -bool no -string -int"),
+         u"( \"a b\", 3, <ff>, 2.5, false, \"-int\" )\n"_s, u"array\n"_s,
+         QVariantList{u"a b"_s, qint64(3), QByteArray("\xff"), 2.5, false, u"-int"_s}},
+        {args("none -array"), u"()\n"_s, u"array\n"_s, QVariant(QVariantList{})},
     };
     for (const Case& c : cases) {
         const QString key = c.write.first();
-        ok(QStringList{QStringLiteral("write")} + c.write);
-        EXPECT_EQ(ok({QStringLiteral("read"), key}), c.printed) << qPrintable(key);
-        EXPECT_EQ(ok({QStringLiteral("read-type"), key}), c.type) << qPrintable(key);
+        ok(QStringList{u"write"_s} + c.write);
+        EXPECT_EQ(ok({u"read"_s, key}), c.printed) << qPrintable(key);
+        EXPECT_EQ(ok({u"read-type"_s, key}), c.type) << qPrintable(key);
     }
 
     // What the tool wrote is what the program reads, with the same types.
     Preferences store(storePath());
     for (const Case& c : cases) {
-        const QVariant value = store.objectForKey(c.write.first());
-        EXPECT_EQ(Preferences::typeOf(value), Preferences::typeOf(c.stored))
-            << qPrintable(c.write.first());
-        EXPECT_EQ(value, c.stored) << qPrintable(c.write.first());
+        const QString key = c.write.first();
+        const QVariant value = store.objectForKey(key);
+        EXPECT_EQ(Preferences::typeOf(value), Preferences::typeOf(c.stored)) << qPrintable(key);
+        EXPECT_EQ(value, c.stored) << qPrintable(key);
     }
 }
 
 TEST_F(DefaultsCommandTest, ListsAndReadsAllKeysAndDeletes) {
-    EXPECT_TRUE(ok(args({"help"})).startsWith(QStringLiteral("Usage: orvanta-defaults COMMAND")));
-    ok(args({"write", "b", "-int", "1"}));
-    ok(args({"write", "a", "text"}));
-    EXPECT_EQ(ok(args({"list"})), QStringLiteral("a\tstring\nb\tinteger\n"));
-    EXPECT_EQ(ok(args({"read"})), QStringLiteral("a = \"text\"\nb = 1\n"));
+    EXPECT_TRUE(ok(args("help")).startsWith(u"Usage: orvanta-defaults COMMAND"_s));
+    ok(args("write b -int 1"));
+    ok(args("write a text"));
+    EXPECT_EQ(ok(args("list")), u"a\tstring\nb\tinteger\n"_s);
+    EXPECT_EQ(ok(args("read")), u"a = \"text\"\nb = 1\n"_s);
 
-    EXPECT_EQ(ok(args({"delete", "a"})), QString());
-    const auto missing = tool(args({"read", "a"}));
+    EXPECT_EQ(ok(args("delete a")), QString());
+    const auto missing = tool(args("read a"));
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_TRUE(missing.out.isEmpty());
     EXPECT_EQ(missing.err, QByteArray("orvanta-defaults: the key \"a\" does not exist\n"));
-    EXPECT_EQ(tool(args({"delete", "a"})).exitCode, 1);
-    EXPECT_EQ(tool(args({"read-type", "a"})).exitCode, 1);
-    EXPECT_EQ(ok(args({"list"})), QStringLiteral("b\tinteger\n"));
+    EXPECT_EQ(tool(args("delete a")).exitCode, 1);
+    EXPECT_EQ(tool(args("read-type a")).exitCode, 1);
+    EXPECT_EQ(ok(args("list")), u"b\tinteger\n"_s);
 }
 
 TEST_F(DefaultsCommandTest, PathsAreStoredAsTheBytesOfTheirAbsolutePath) {
@@ -118,52 +104,36 @@ TEST_F(DefaultsCommandTest, PathsAreStoredAsTheBytesOfTheirAbsolutePath) {
         return QLatin1Char('<') + QString::fromLatin1(QFile::encodeName(path).toHex()) +
                QLatin1Char('>');
     };
-    ok(args({"write", "videoFoldersBookmarks", "-array", "-path", "/mnt/clips/", "-path",
-             "/home/\u00e9/../Videos"}));
-    EXPECT_EQ(ok(args({"read", "videoFoldersBookmarks"})),
-              QStringLiteral("( %1, %2 )\n")
-                  .arg(data(QStringLiteral("/mnt/clips")), data(QStringLiteral("/home/Videos"))));
+    ok(args("write videoFoldersBookmarks -array -path /mnt/clips/ -path /home/\u00e9/../Videos"));
+    EXPECT_EQ(ok(args("read videoFoldersBookmarks")),
+              u"( %1, %2 )\n"_s.arg(data(u"/mnt/clips"_s), data(u"/home/Videos"_s)));
     // The tool runs in this test's current folder.
-    ok(args({"write", "folder", "-path", "clips"}));
-    EXPECT_EQ(ok(args({"read", "folder"})),
-              data(QDir::current().absoluteFilePath(QStringLiteral("clips"))) + QLatin1Char('\n'));
+    ok(args("write folder -path clips"));
+    EXPECT_EQ(ok(args("read folder")),
+              data(QDir::current().absoluteFilePath(u"clips"_s)) + QLatin1Char('\n'));
 }
 
 TEST_F(DefaultsCommandTest, BadInputIsRefusedWithoutTouchingTheStore) {
-    ok(args({"write", "videoScaling", "-int", "1"}));
-    const QList<QStringList> bad = {
-        {},
-        args({"frobnicate"}),
-        args({"read", "a", "b"}),
-        args({"delete"}),
-        args({"write", "videoScaling"}),
-        args({"write", "videoScaling", "-int"}),
-        args({"write", "videoScaling", "-int", "12x"}),
-        args({"write", "videoScaling", "-int", "99999999999999999999"}),
-        args({"write", "videoScaling", "-int", "1", "2"}),
-        args({"write", "videoScaling", "-bool", "maybe"}),
-        args({"write", "videoScaling", "-float", "nan"}),
-        args({"write", "videoScaling", "-float", "fast"}),
-        args({"write", "videoScaling", "-data", "zz!"}),
-        args({"write", "videoScaling", "-data", "abc"}),
-        args({"write", "videoScaling", "-date", "today"}),
-        args({"write", "videoScaling", "-path", ""}),
-        args({"write", "videoScaling", "-array", "a", "-int", "x"}),
-        args({"write", "videoScaling", "-array", "a", "-int"}),
-        args({"write", "videoScaling", "-array", "-dict"}),
-        args({"write", "videoScaling", "one", "two"}),
-        args({"write", "-int", "5"}),
-    };
+    ok(args("write videoScaling -int 1"));
+    // Commands of their own, then writes to videoScaling with what follows its key.
+    QList<QStringList> bad;
+    for (const char* command : {"", "frobnicate", "read a b", "delete", "write -int 5"})
+        bad.append(args(command));
+    for (const char* rest :
+         {"", "-int", "-int 12x", "-int 99999999999999999999", "-int 1 2", "-bool maybe",
+          "-float nan", "-float fast", "-data zz!", "-data abc", "-date today", "-path ",
+          "-array a -int x", "-array a -int", "-array -dict", "one two"})
+        bad.append(args("write videoScaling") + args(rest));
     for (const QStringList& arguments : bad) {
         const auto result = tool(arguments);
         const QString line = QString::fromUtf8(result.err).section(QLatin1Char('\n'), 0, 0);
         EXPECT_EQ(result.exitCode, 2) << qPrintable(arguments.join(QLatin1Char(' ')));
-        EXPECT_TRUE(line.startsWith(QStringLiteral("orvanta-defaults: ")))
+        EXPECT_TRUE(line.startsWith(u"orvanta-defaults: "_s))
             << qPrintable(arguments.join(QLatin1Char(' ')));
         EXPECT_TRUE(result.out.isEmpty());
     }
-    EXPECT_EQ(ok(args({"read", "videoScaling"})), QStringLiteral("1\n"));
-    EXPECT_EQ(ok(args({"list"})), QStringLiteral("videoScaling\tinteger\n"));
+    EXPECT_EQ(ok(args("read videoScaling")), u"1\n"_s);
+    EXPECT_EQ(ok(args("list")), u"videoScaling\tinteger\n"_s);
 }
 
 } // namespace

@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -19,8 +22,8 @@ class RunningOrvanta {
 public:
     explicit RunningOrvanta(const QString& root) {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("XDG_CONFIG_HOME"), root + QStringLiteral("/config"));
-        env.insert(QStringLiteral("XDG_STATE_HOME"), root + QStringLiteral("/state"));
+        env.insert(u"XDG_CONFIG_HOME"_s, root + u"/config"_s);
+        env.insert(u"XDG_STATE_HOME"_s, root + u"/state"_s);
         m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(QProcess::MergedChannels);
     }
@@ -63,7 +66,7 @@ private:
 };
 
 QString storePath(const QTemporaryDir& dir) {
-    return dir.filePath(QStringLiteral("config/orvanta/preferences.sqlite3"));
+    return dir.filePath(u"config/orvanta/preferences.sqlite3"_s);
 }
 
 // Encodes clips a.mp4, b.mp4, ... into root/clips and makes that folder the program's source.
@@ -71,34 +74,31 @@ void addClipFolder(const QTemporaryDir& dir, int count, double seconds) {
     testutil::ClipSpec clip;
     clip.seconds = seconds;
     for (int i = 0; i < count; ++i) {
-        const QString name = QStringLiteral("clips/%1.mp4").arg(QChar(u'a' + i));
+        const QString name = u"clips/%1.mp4"_s.arg(QChar(u'a' + i));
         ASSERT_TRUE(testutil::encodeClip(dir.filePath(name), clip)) << name.toStdString();
     }
     Preferences store(storePath(dir));
     FolderBookmarkManager folders(store);
-    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));
+    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
 }
 
 QString playerctl(const QStringList& arguments) {
-    const testutil::ProcessResult result = testutil::runProcess(
-        QStringLiteral("playerctl"),
-        QStringList{QStringLiteral("-p"), QStringLiteral("orvanta")} + arguments);
-    return result.exitCode == 0 ? QString::fromUtf8(result.out).trimmed()
-                                : QStringLiteral("exit %1: %2")
-                                      .arg(result.exitCode)
-                                      .arg(QString::fromUtf8(result.err).trimmed());
+    const testutil::ProcessResult result =
+        testutil::runProcess(u"playerctl"_s, QStringList{u"-p"_s, u"orvanta"_s} + arguments);
+    return result.exitCode == 0
+               ? QString::fromUtf8(result.out).trimmed()
+               : u"exit %1: %2"_s.arg(result.exitCode).arg(QString::fromUtf8(result.err).trimmed());
 }
 
-// Waits until playerctl reports the wanted text; returns what it reported last.
-QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
+// Waits until what playerctl reports passes the check; returns what it reported last.
+QString waitForPlayerctl(const QStringList& arguments,
+                         const std::function<bool(const QString&)>& check) {
     QString last;
-    testutil::waitUntil(
-        [&] {
-            last = playerctl(arguments);
-            return last == wanted;
-        },
-        kProcessTimeoutMs);
+    testutil::waitUntil([&] { return check(last = playerctl(arguments)); }, kProcessTimeoutMs);
     return last;
+}
+QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
+    return waitForPlayerctl(arguments, [&](const QString& text) { return text == wanted; });
 }
 
 // Starts the real program twice and ends it the way a session does. The first start writes the
@@ -120,12 +120,12 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 3, 20.0));
     {
         Preferences store(storePath(dir));
-        EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")), QVariant(qint64(2)));
-        store.set(QStringLiteral("transitionType"), 0);
+        EXPECT_EQ(store.objectForKey(u"transitionType"_s), QVariant(qint64(2)));
+        store.set(u"transitionType"_s, 0);
         // One shared queue, so the primary screen's video is the only one that moves.
-        store.set(QStringLiteral("syncDisplays"), true);
+        store.set(u"syncDisplays"_s, true);
         // Long enough that no video ends on its own while the test runs.
-        store.set(QStringLiteral("playbackRate"), 0.5);
+        store.set(u"playbackRate"_s, 0.5);
     }
 
     RunningOrvanta orvanta(dir.path());
@@ -133,43 +133,36 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
     EXPECT_TRUE(orvanta.output().contains("started with 3 videos")) << orvanta.output().constData();
 
-    const QStringList status{QStringLiteral("status")};
-    EXPECT_EQ(waitForPlayerctl(status, QStringLiteral("Playing")), QStringLiteral("Playing"));
+    const QStringList status{u"status"_s};
+    EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
     // The length is published once the first video has loaded, without any command.
-    const QStringList length{QStringLiteral("metadata"), QStringLiteral("mpris:length")};
-    EXPECT_EQ(waitForPlayerctl(length, QStringLiteral("20000000")), QStringLiteral("20000000"));
-    const QStringList fields{QStringLiteral("metadata"), QStringLiteral("--format"),
-                             QStringLiteral("{{artist}}|{{album}}|{{title}}")};
+    const QStringList length{u"metadata"_s, u"mpris:length"_s};
+    EXPECT_EQ(waitForPlayerctl(length, u"20000000"_s), u"20000000"_s);
+    const QStringList fields{u"metadata"_s, u"--format"_s, u"{{artist}}|{{album}}|{{title}}"_s};
     const QString first = playerctl(fields);
-    ASSERT_TRUE(first.startsWith(QStringLiteral("Orvanta|Video "))) << first.toStdString();
+    ASSERT_TRUE(first.startsWith(u"Orvanta|Video "_s)) << first.toStdString();
 
-    EXPECT_EQ(playerctl({QStringLiteral("play-pause")}), QString());
-    EXPECT_EQ(waitForPlayerctl(status, QStringLiteral("Paused")), QStringLiteral("Paused"));
-    EXPECT_EQ(playerctl({QStringLiteral("play-pause")}), QString());
-    EXPECT_EQ(waitForPlayerctl(status, QStringLiteral("Playing")), QStringLiteral("Playing"));
+    EXPECT_EQ(playerctl({u"play-pause"_s}), QString());
+    EXPECT_EQ(waitForPlayerctl(status, u"Paused"_s), u"Paused"_s);
+    EXPECT_EQ(playerctl({u"play-pause"_s}), QString());
+    EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
 
     // Next moves one place on in the play order, previous comes back to where it was.
-    EXPECT_EQ(playerctl({QStringLiteral("next")}), QString());
-    QString second;
-    testutil::waitUntil(
-        [&] {
-            second = playerctl(fields);
-            return second != first && !second.startsWith(QStringLiteral("exit"));
-        },
-        kProcessTimeoutMs);
+    EXPECT_EQ(playerctl({u"next"_s}), QString());
+    const QString second = waitForPlayerctl(
+        fields, [&](const QString& text) { return text != first && !text.startsWith(u"exit"_s); });
     EXPECT_NE(second, first);
-    EXPECT_TRUE(second.startsWith(QStringLiteral("Orvanta|Video "))) << second.toStdString();
-    EXPECT_EQ(playerctl({QStringLiteral("previous")}), QString());
+    EXPECT_TRUE(second.startsWith(u"Orvanta|Video "_s)) << second.toStdString();
+    EXPECT_EQ(playerctl({u"previous"_s}), QString());
     EXPECT_EQ(waitForPlayerctl(fields, first), first);
 
-    const testutil::ProcessResult unplug = testutil::runProcess(
-        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    const testutil::ProcessResult unplug =
+        testutil::runProcess(u"xrandr"_s, {u"--delmonitor"_s, u"DP-2"_s});
     ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
     EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
     EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
     EXPECT_TRUE(orvanta.quitWith(SIGINT)) << orvanta.output().constData();
-    EXPECT_EQ(Preferences(storePath(dir)).objectForKey(QStringLiteral("transitionType")),
-              QVariant(qint64(0)));
+    EXPECT_EQ(Preferences(storePath(dir)).objectForKey(u"transitionType"_s), QVariant(qint64(0)));
 }
 
 } // namespace

@@ -12,9 +12,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -23,12 +26,12 @@ protected:
     void SetUp() override {
         ASSERT_TRUE(m_dir.isValid());
         // Damaged files go below the state folder; keep them inside this test's folder.
-        qputenv("XDG_STATE_HOME", m_dir.filePath(QStringLiteral("state")).toUtf8());
+        qputenv("XDG_STATE_HOME", m_dir.filePath(u"state"_s).toUtf8());
         m_store = std::make_unique<Preferences>(path());
         ASSERT_TRUE(m_store->isOpen());
     }
 
-    QString path() const { return m_dir.filePath(QStringLiteral("preferences.sqlite3")); }
+    QString path() const { return m_dir.filePath(u"preferences.sqlite3"_s); }
 
     QStringList damagedFiles() const {
         return QDir(AppPaths::damagedDataDirectory()).entryList(QDir::Files);
@@ -39,168 +42,152 @@ protected:
 };
 
 TEST_F(PreferencesTest, ValuesKeepTheirTypesAcrossReopening) {
-    Preferences& store = *m_store;
-    const QVariantList list{QVariant(true),
-                            QVariant(qint64(-7)),
-                            QVariant(0.25),
-                            QVariant(QStringLiteral("ü")),
-                            QVariant(QByteArray("\x00\xff", 2)),
-                            QVariant(QVariantList{QVariant(false)}),
-                            QVariant(QVariantList{})};
-    ASSERT_TRUE(store.set(QStringLiteral("b"), true));
-    ASSERT_TRUE(store.set(QStringLiteral("i"), std::numeric_limits<qint64>::min()));
-    ASSERT_TRUE(store.set(QStringLiteral("zero"), 0));
-    ASSERT_TRUE(store.set(QStringLiteral("d"), 1.0));
-    ASSERT_TRUE(store.set(QStringLiteral("inf"), std::numeric_limits<double>::infinity()));
-    ASSERT_TRUE(store.set(QStringLiteral("s"), QStringLiteral("true")));
-    ASSERT_TRUE(store.set(QStringLiteral("empty"), QString()));
-    ASSERT_TRUE(store.set(QStringLiteral("data"), QByteArray()));
-    ASSERT_TRUE(store.set(QStringLiteral("list"), list));
+    const QVariantList list{
+        true,          qint64(-7), 0.25, u"ü"_s, QByteArray("\x00\xff", 2), QVariantList{false},
+        QVariantList{}};
+    ASSERT_TRUE(m_store->set(u"b"_s, true));
+    ASSERT_TRUE(m_store->set(u"i"_s, std::numeric_limits<qint64>::min()));
+    ASSERT_TRUE(m_store->set(u"zero"_s, 0));
+    ASSERT_TRUE(m_store->set(u"d"_s, 1.0));
+    ASSERT_TRUE(m_store->set(u"inf"_s, std::numeric_limits<double>::infinity()));
+    ASSERT_TRUE(m_store->set(u"s"_s, u"true"_s));
+    ASSERT_TRUE(m_store->set(u"empty"_s, QString()));
+    ASSERT_TRUE(m_store->set(u"data"_s, QByteArray()));
+    ASSERT_TRUE(m_store->set(u"list"_s, list));
 
     Preferences reopened(path());
-    for (Preferences* p : {&store, &reopened}) {
-        EXPECT_EQ(p->objectForKey(QStringLiteral("b")).metaType().id(), QMetaType::Bool);
-        EXPECT_EQ(p->objectForKey(QStringLiteral("i")).toLongLong(),
-                  std::numeric_limits<qint64>::min());
-        EXPECT_EQ(p->typeForKey(QStringLiteral("zero")), Preferences::Type::Integer);
-        EXPECT_EQ(p->typeForKey(QStringLiteral("d")), Preferences::Type::Double);
-        EXPECT_TRUE(std::isinf(p->doubleForKey(QStringLiteral("inf"))));
-        EXPECT_EQ(p->typeForKey(QStringLiteral("s")), Preferences::Type::String);
-        EXPECT_EQ(p->stringForKey(QStringLiteral("empty")), QString());
-        ASSERT_TRUE(p->dataForKey(QStringLiteral("data")).has_value());
-        EXPECT_TRUE(p->dataForKey(QStringLiteral("data"))->isEmpty());
-        const auto storedList = p->arrayForKey(QStringLiteral("list"));
-        ASSERT_TRUE(storedList.has_value());
-        ASSERT_EQ(storedList->size(), list.size());
-        for (qsizetype n = 0; n < list.size(); ++n) {
-            EXPECT_EQ(Preferences::typeOf(storedList->at(n)), Preferences::typeOf(list.at(n)))
-                << "element " << n;
-            EXPECT_EQ(storedList->at(n), list.at(n)) << "element " << n;
-        }
+    for (Preferences* p : {m_store.get(), &reopened}) {
+        EXPECT_EQ(p->objectForKey(u"b"_s).metaType().id(), QMetaType::Bool);
+        EXPECT_EQ(p->objectForKey(u"i"_s).toLongLong(), std::numeric_limits<qint64>::min());
+        EXPECT_EQ(p->typeForKey(u"zero"_s), Preferences::Type::Integer);
+        EXPECT_EQ(p->typeForKey(u"d"_s), Preferences::Type::Double);
+        EXPECT_TRUE(std::isinf(p->doubleForKey(u"inf"_s)));
+        EXPECT_EQ(p->typeForKey(u"s"_s), Preferences::Type::String);
+        EXPECT_EQ(p->stringForKey(u"empty"_s), QString());
+        EXPECT_EQ(p->dataForKey(u"data"_s), QByteArray());
+        const QVariantList stored = p->arrayForKey(u"list"_s).value_or(QVariantList());
+        EXPECT_EQ(stored, list);
+        for (qsizetype n = 0; n < std::min(stored.size(), list.size()); ++n)
+            EXPECT_EQ(Preferences::typeOf(stored.at(n)), Preferences::typeOf(list.at(n))) << n;
         EXPECT_EQ(p->allKeys().size(), 9);
     }
 }
 
 TEST_F(PreferencesTest, AbsentIsToldApartFromZeroAndTypedReadsOfOtherTypes) {
-    Preferences& store = *m_store;
-    EXPECT_FALSE(store.objectForKey(QStringLiteral("audioMuted")).isValid());
-    EXPECT_EQ(store.typeForKey(QStringLiteral("audioMuted")), Preferences::Type::Absent);
-    EXPECT_FALSE(store.boolForKey(QStringLiteral("audioMuted")));
-    EXPECT_EQ(store.integerForKey(QStringLiteral("videoScaling")), 0);
-    EXPECT_EQ(store.doubleForKey(QStringLiteral("audioVolume")), 0.0);
-    EXPECT_FALSE(store.stringForKey(QStringLiteral("x")).has_value());
-    EXPECT_FALSE(store.dataForKey(QStringLiteral("x")).has_value());
-    EXPECT_FALSE(store.arrayForKey(QStringLiteral("x")).has_value());
+    EXPECT_FALSE(m_store->objectForKey(u"audioMuted"_s).isValid());
+    EXPECT_EQ(m_store->typeForKey(u"audioMuted"_s), Preferences::Type::Absent);
+    EXPECT_FALSE(m_store->boolForKey(u"audioMuted"_s));
+    EXPECT_EQ(m_store->integerForKey(u"videoScaling"_s), 0);
+    EXPECT_EQ(m_store->doubleForKey(u"audioVolume"_s), 0.0);
+    EXPECT_FALSE(m_store->stringForKey(u"x"_s).has_value());
+    EXPECT_FALSE(m_store->dataForKey(u"x"_s).has_value());
+    EXPECT_FALSE(m_store->arrayForKey(u"x"_s).has_value());
 
-    store.set(QStringLiteral("audioMuted"), false);
-    EXPECT_TRUE(store.objectForKey(QStringLiteral("audioMuted")).isValid());
-    store.removeObject(QStringLiteral("audioMuted"));
-    EXPECT_FALSE(store.objectForKey(QStringLiteral("audioMuted")).isValid());
-    EXPECT_FALSE(Preferences(path()).objectForKey(QStringLiteral("audioMuted")).isValid());
+    m_store->set(u"audioMuted"_s, false);
+    EXPECT_TRUE(m_store->objectForKey(u"audioMuted"_s).isValid());
+    m_store->removeObject(u"audioMuted"_s);
+    EXPECT_FALSE(m_store->objectForKey(u"audioMuted"_s).isValid());
+    EXPECT_FALSE(Preferences(path()).objectForKey(u"audioMuted"_s).isValid());
 
-    store.set(QStringLiteral("text"), QStringLiteral("true"));
-    store.set(QStringLiteral("one"), QStringLiteral("1"));
-    store.set(QStringLiteral("positive"), 2.9);
-    store.set(QStringLiteral("negative"), -2.9);
-    store.set(QStringLiteral("huge"), 1e300);
-    store.set(QStringLiteral("three"), 3);
-    store.set(QStringLiteral("yes"), true);
-    store.set(QStringLiteral("bytes"), QByteArray("abc"));
+    m_store->set(u"text"_s, u"true"_s);
+    m_store->set(u"one"_s, u"1"_s);
+    m_store->set(u"positive"_s, 2.9);
+    m_store->set(u"negative"_s, -2.9);
+    m_store->set(u"huge"_s, 1e300);
+    m_store->set(u"three"_s, 3);
+    m_store->set(u"yes"_s, true);
+    m_store->set(u"bytes"_s, QByteArray("abc"));
 
     // Strings are never parsed: "true" and "1" are text, not a boolean or a number.
-    EXPECT_FALSE(store.boolForKey(QStringLiteral("text")));
-    EXPECT_EQ(store.integerForKey(QStringLiteral("one")), 0);
-    EXPECT_EQ(store.doubleForKey(QStringLiteral("one")), 0.0);
+    EXPECT_FALSE(m_store->boolForKey(u"text"_s));
+    EXPECT_EQ(m_store->integerForKey(u"one"_s), 0);
+    EXPECT_EQ(m_store->doubleForKey(u"one"_s), 0.0);
     // Numbers convert among themselves.
-    EXPECT_EQ(store.integerForKey(QStringLiteral("positive")), 2);
-    EXPECT_EQ(store.integerForKey(QStringLiteral("negative")), -2);
-    EXPECT_EQ(store.integerForKey(QStringLiteral("huge")), 0);
-    EXPECT_TRUE(store.boolForKey(QStringLiteral("positive")));
-    EXPECT_EQ(store.doubleForKey(QStringLiteral("three")), 3.0);
-    EXPECT_TRUE(store.boolForKey(QStringLiteral("three")));
-    EXPECT_EQ(store.integerForKey(QStringLiteral("yes")), 1);
-    EXPECT_EQ(store.doubleForKey(QStringLiteral("yes")), 1.0);
+    EXPECT_EQ(m_store->integerForKey(u"positive"_s), 2);
+    EXPECT_EQ(m_store->integerForKey(u"negative"_s), -2);
+    EXPECT_EQ(m_store->integerForKey(u"huge"_s), 0);
+    EXPECT_TRUE(m_store->boolForKey(u"positive"_s));
+    EXPECT_EQ(m_store->doubleForKey(u"three"_s), 3.0);
+    EXPECT_TRUE(m_store->boolForKey(u"three"_s));
+    EXPECT_EQ(m_store->integerForKey(u"yes"_s), 1);
+    EXPECT_EQ(m_store->doubleForKey(u"yes"_s), 1.0);
     // The other readers answer only for their own type.
-    EXPECT_FALSE(store.stringForKey(QStringLiteral("three")).has_value());
-    EXPECT_FALSE(store.dataForKey(QStringLiteral("text")).has_value());
-    EXPECT_FALSE(store.arrayForKey(QStringLiteral("bytes")).has_value());
-    EXPECT_FALSE(store.stringForKey(QStringLiteral("bytes")).has_value());
-    EXPECT_EQ(store.stringForKey(QStringLiteral("text")), QStringLiteral("true"));
+    EXPECT_FALSE(m_store->stringForKey(u"three"_s).has_value());
+    EXPECT_FALSE(m_store->dataForKey(u"text"_s).has_value());
+    EXPECT_FALSE(m_store->arrayForKey(u"bytes"_s).has_value());
+    EXPECT_FALSE(m_store->stringForKey(u"bytes"_s).has_value());
+    EXPECT_EQ(m_store->stringForKey(u"text"_s), u"true"_s);
 }
 
 TEST_F(PreferencesTest, ValuesOfOtherTypesAreNormalisedOrRefused) {
-    Preferences& store = *m_store;
-    ASSERT_TRUE(store.setValue(QStringLiteral("n"), QVariant(int(5))));
-    EXPECT_EQ(store.typeForKey(QStringLiteral("n")), Preferences::Type::Integer);
-    ASSERT_TRUE(store.setValue(QStringLiteral("f"), QVariant(0.5f)));
-    EXPECT_EQ(store.typeForKey(QStringLiteral("f")), Preferences::Type::Double);
-    ASSERT_TRUE(store.setValue(QStringLiteral("names"),
-                               QVariant(QStringList{QStringLiteral("a"), QStringLiteral("b")})));
-    EXPECT_EQ(store.arrayForKey(QStringLiteral("names")),
-              (QVariantList{QVariant(QStringLiteral("a")), QVariant(QStringLiteral("b"))}));
+    ASSERT_TRUE(m_store->setValue(u"n"_s, QVariant(int(5))));
+    EXPECT_EQ(m_store->typeForKey(u"n"_s), Preferences::Type::Integer);
+    ASSERT_TRUE(m_store->setValue(u"f"_s, QVariant(0.5f)));
+    EXPECT_EQ(m_store->typeForKey(u"f"_s), Preferences::Type::Double);
+    ASSERT_TRUE(m_store->setValue(u"names"_s, QVariant(QStringList{u"a"_s, u"b"_s})));
+    EXPECT_EQ(m_store->arrayForKey(u"names"_s), (QVariantList{QVariant(u"a"_s), QVariant(u"b"_s)}));
 
-    QSignalSpy changes(&store, &Preferences::didChange);
+    QSignalSpy changes(m_store.get(), &Preferences::didChange);
     const QVariant refused[] = {
         QVariant(std::nan("")), QVariant(QDateTime::currentDateTimeUtc()),
         QVariant(QVariantList{QVariant(1), QVariant(QDateTime::currentDateTimeUtc())}),
         QVariant(std::numeric_limits<quint64>::max())};
     for (const QVariant& value : refused) {
         LogCapture log;
-        EXPECT_FALSE(store.setValue(QStringLiteral("n"), value)) << value.typeName();
-        EXPECT_EQ(log.messages(QStringLiteral("com.orvanta.preferences")).size(), 1);
+        EXPECT_FALSE(m_store->setValue(u"n"_s, value)) << value.typeName();
+        EXPECT_EQ(log.messages(u"com.orvanta.preferences"_s).size(), 1);
     }
-    EXPECT_FALSE(store.set(QString(), true));
-    EXPECT_EQ(store.objectForKey(QStringLiteral("n")), QVariant(qint64(5)));
-    EXPECT_EQ(Preferences(path()).objectForKey(QStringLiteral("n")), QVariant(qint64(5)));
+    EXPECT_FALSE(m_store->set(QString(), true));
+    EXPECT_EQ(m_store->objectForKey(u"n"_s), QVariant(qint64(5)));
+    EXPECT_EQ(Preferences(path()).objectForKey(u"n"_s), QVariant(qint64(5)));
     EXPECT_EQ(changes.count(), 0);
 }
 
 TEST_F(PreferencesTest, EveryChangeIsSignalledAndOneKeyCanBeObserved) {
-    Preferences& store = *m_store;
-    QSignalSpy changes(&store, &Preferences::didChange);
-    QSignalSpy keys(&store, &Preferences::valueChanged);
+    QSignalSpy changes(m_store.get(), &Preferences::didChange);
+    QSignalSpy keys(m_store.get(), &Preferences::valueChanged);
 
     QList<QVariant> observed;
     auto context = std::make_unique<QObject>();
-    store.observe(QStringLiteral("videoScaling"), context.get(),
-                  [&observed](const QVariant& value) { observed.append(value); });
+    m_store->observe(u"videoScaling"_s, context.get(),
+                     [&observed](const QVariant& value) { observed.append(value); });
 
-    store.set(QStringLiteral("audioVolume"), 0.3);
-    store.set(QStringLiteral("videoScaling"), 7);
-    store.set(QStringLiteral("videoScaling"), 7); // a write of the same value is still a change
-    store.removeObject(QStringLiteral("videoScaling"));
+    m_store->set(u"audioVolume"_s, 0.3);
+    m_store->set(u"videoScaling"_s, 7);
+    m_store->set(u"videoScaling"_s, 7); // a write of the same value is still a change
+    m_store->removeObject(u"videoScaling"_s);
 
     EXPECT_EQ(changes.count(), 4);
     ASSERT_EQ(keys.count(), 4);
-    EXPECT_EQ(keys.at(0).at(0).toString(), QStringLiteral("audioVolume"));
-    EXPECT_EQ(keys.at(3).at(0).toString(), QStringLiteral("videoScaling"));
+    EXPECT_EQ(keys.at(0).at(0).toString(), u"audioVolume"_s);
+    EXPECT_EQ(keys.at(3).at(0).toString(), u"videoScaling"_s);
     ASSERT_EQ(observed.size(), 3);
     EXPECT_EQ(observed.at(0), QVariant(qint64(7)));
     EXPECT_FALSE(observed.at(2).isValid());
 
     // The observation ends with its context.
     context.reset();
-    store.set(QStringLiteral("videoScaling"), 1);
+    m_store->set(u"videoScaling"_s, 1);
     EXPECT_EQ(observed.size(), 3);
-    EXPECT_EQ(store.integerForKey(QStringLiteral("videoScaling")), 1);
+    EXPECT_EQ(m_store->integerForKey(u"videoScaling"_s), 1);
 }
 
 TEST_F(PreferencesTest, ChangesFromAnotherConnectionOrTheCommandLineToolAreNoticed) {
     // The tool works on the user's store, found through XDG_CONFIG_HOME.
-    const QString config = m_dir.filePath(QStringLiteral("config"));
-    const QString userStore = config + QStringLiteral("/orvanta/preferences.sqlite3");
+    const QString config = m_dir.filePath(u"config"_s);
+    const QString userStore = config + u"/orvanta/preferences.sqlite3"_s;
     Preferences store(userStore);
-    store.set(QStringLiteral("kept"), 1);
-    store.set(QStringLiteral("removed"), 1);
-    store.set(QStringLiteral("retyped"), true);
+    store.set(u"kept"_s, 1);
+    store.set(u"removed"_s, 1);
+    store.set(u"retyped"_s, true);
     QSignalSpy changes(&store, &Preferences::didChange);
     QSignalSpy keys(&store, &Preferences::valueChanged);
     {
         Preferences other(userStore);
-        other.set(QStringLiteral("videoScaling"), 2);
-        other.removeObject(QStringLiteral("removed"));
+        other.set(u"videoScaling"_s, 2);
+        other.removeObject(u"removed"_s);
         // Same number, other type: that is a change too.
-        other.set(QStringLiteral("retyped"), 1);
+        other.set(u"retyped"_s, 1);
     }
     ASSERT_TRUE(testutil::waitUntil([&] { return keys.count() >= 3; }));
     // Past the store's second look at a file still locked by its writer (50 ms).
@@ -210,24 +197,20 @@ TEST_F(PreferencesTest, ChangesFromAnotherConnectionOrTheCommandLineToolAreNotic
     for (const auto& arguments : keys)
         changedKeys.append(arguments.at(0).toString());
     changedKeys.sort();
-    EXPECT_EQ(changedKeys, (QStringList{QStringLiteral("removed"), QStringLiteral("retyped"),
-                                        QStringLiteral("videoScaling")}));
+    EXPECT_EQ(changedKeys, (QStringList{u"removed"_s, u"retyped"_s, u"videoScaling"_s}));
     EXPECT_GE(changes.count(), 1);
-    EXPECT_EQ(store.integerForKey(QStringLiteral("videoScaling")), 2);
-    EXPECT_EQ(store.typeForKey(QStringLiteral("retyped")), Preferences::Type::Integer);
-    EXPECT_FALSE(store.objectForKey(QStringLiteral("removed")).isValid());
+    EXPECT_EQ(store.integerForKey(u"videoScaling"_s), 2);
+    EXPECT_EQ(store.typeForKey(u"retyped"_s), Preferences::Type::Integer);
+    EXPECT_FALSE(store.objectForKey(u"removed"_s).isValid());
 
     QList<QVariant> observed;
-    store.observe(QStringLiteral("audioMuted"), &store,
+    store.observe(u"audioMuted"_s, &store,
                   [&observed](const QVariant& value) { observed.append(value); });
-    const QStringList env{QStringLiteral("XDG_CONFIG_HOME=") + config};
-    for (const QStringList& arguments :
-         {QStringList{QStringLiteral("write"), QStringLiteral("audioMuted"),
-                      QStringLiteral("-bool"), QStringLiteral("false")},
-          QStringList{QStringLiteral("delete"), QStringLiteral("audioMuted")}}) {
+    const QStringList env{u"XDG_CONFIG_HOME="_s + config};
+    for (const QString& command : {u"write audioMuted -bool false"_s, u"delete audioMuted"_s}) {
         const qsizetype before = observed.size();
         const auto result =
-            testutil::runProcess(QStringLiteral(ORVANTA_DEFAULTS_BIN), arguments, env);
+            testutil::runProcess(QStringLiteral(ORVANTA_DEFAULTS_BIN), command.split(u' '), env);
         ASSERT_EQ(result.exitCode, 0) << result.err.constData();
         ASSERT_TRUE(testutil::waitUntil([&] { return observed.size() > before; }));
     }
@@ -236,23 +219,22 @@ TEST_F(PreferencesTest, ChangesFromAnotherConnectionOrTheCommandLineToolAreNotic
 }
 
 TEST_F(PreferencesTest, FirstStartWritesThePageDefaultsOnce) {
-    Preferences& store = *m_store;
     // A value the user set before the first start stays as it is.
-    store.set(QStringLiteral("transitionType"), 0);
-    QSignalSpy keys(&store, &Preferences::valueChanged);
+    m_store->set(u"transitionType"_s, 0);
+    QSignalSpy keys(m_store.get(), &Preferences::valueChanged);
 
-    store.applyFirstRunDefaults();
-    EXPECT_EQ(store.objectForKey(QStringLiteral("autoPlayOnLaunch")), QVariant(true));
-    EXPECT_EQ(store.objectForKey(QStringLiteral("transitionType")), QVariant(qint64(0)));
-    EXPECT_EQ(store.objectForKey(QStringLiteral("transitionDuration")), QVariant(1.5));
+    m_store->applyFirstRunDefaults();
+    EXPECT_EQ(m_store->objectForKey(u"autoPlayOnLaunch"_s), QVariant(true));
+    EXPECT_EQ(m_store->objectForKey(u"transitionType"_s), QVariant(qint64(0)));
+    EXPECT_EQ(m_store->objectForKey(u"transitionDuration"_s), QVariant(1.5));
     EXPECT_EQ(keys.count(), 3);
 
     // Later starts leave the keys to the user, even once removed.
-    store.removeObject(QStringLiteral("autoPlayOnLaunch"));
+    m_store->removeObject(u"autoPlayOnLaunch"_s);
     Preferences later(path());
     later.applyFirstRunDefaults();
-    EXPECT_FALSE(later.objectForKey(QStringLiteral("autoPlayOnLaunch")).isValid());
-    EXPECT_EQ(later.doubleForKey(QStringLiteral("transitionDuration")), 1.5);
+    EXPECT_FALSE(later.objectForKey(u"autoPlayOnLaunch"_s).isValid());
+    EXPECT_EQ(later.doubleForKey(u"transitionDuration"_s), 1.5);
 }
 
 TEST_F(PreferencesTest, ADamagedStoreIsKeptAsideAndReplaced) {
@@ -264,15 +246,15 @@ TEST_F(PreferencesTest, ADamagedStoreIsKeptAsideAndReplaced) {
     Preferences store(path());
     ASSERT_TRUE(store.isOpen());
     EXPECT_TRUE(store.allKeys().isEmpty());
-    EXPECT_TRUE(store.set(QStringLiteral("audioMuted"), true));
+    EXPECT_TRUE(store.set(u"audioMuted"_s, true));
 
     const QStringList kept = damagedFiles();
     ASSERT_EQ(kept.size(), 1);
-    EXPECT_TRUE(kept.first().startsWith(QStringLiteral("preferences-")));
+    EXPECT_TRUE(kept.first().startsWith(u"preferences-"_s));
     QFile keptFile(QDir(AppPaths::damagedDataDirectory()).filePath(kept.first()));
     ASSERT_TRUE(keptFile.open(QIODevice::ReadOnly));
     EXPECT_EQ(keptFile.readAll(), garbage);
-    const QStringList lines = log.messages(QStringLiteral("com.orvanta.preferences"));
+    const QStringList lines = log.messages(u"com.orvanta.preferences"_s);
     ASSERT_FALSE(lines.isEmpty());
     EXPECT_TRUE(lines.last().contains(keptFile.fileName())) << qPrintable(lines.last());
 }
@@ -302,7 +284,7 @@ TEST_F(PreferencesTest, AWriterKilledMidBurstLeavesEveryCommittedValue) {
     ASSERT_TRUE(store.isOpen());
     EXPECT_TRUE(damagedFiles().isEmpty());
     for (qint64 n = 0; n <= lastCommitted; ++n) {
-        const QVariant value = store.objectForKey(QStringLiteral("k%1").arg(n));
+        const QVariant value = store.objectForKey(u"k%1"_s.arg(n));
         if (n % 2 == 0) {
             ASSERT_EQ(value, QVariant(n)) << "k" << n;
         } else {
@@ -312,7 +294,7 @@ TEST_F(PreferencesTest, AWriterKilledMidBurstLeavesEveryCommittedValue) {
     }
     // Anything beyond is either whole or absent, and the store takes writes again.
     EXPECT_LE(store.allKeys().size(), lastCommitted + 2);
-    EXPECT_TRUE(store.set(QStringLiteral("after"), true));
+    EXPECT_TRUE(store.set(u"after"_s, true));
 }
 
 } // namespace

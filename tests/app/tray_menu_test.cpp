@@ -19,82 +19,79 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QStringList texts(const QMenu& menu) {
     QStringList result;
     const QList<QAction*> actions = menu.actions();
     for (const QAction* action : actions)
-        result.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+        result.append(action->isSeparator() ? u"-"_s : action->text());
     return result;
 }
 
 QAction* action(const QMenu& menu, const QString& text) {
     const QList<QAction*> actions = menu.actions();
-    for (QAction* candidate : actions) {
-        if (candidate->text() == text)
-            return candidate;
-    }
-    return nullptr;
+    const auto found = std::find_if(actions.begin(), actions.end(), [&](const QAction* candidate) {
+        return candidate->text() == text;
+    });
+    return found == actions.end() ? nullptr : *found;
 }
 
 // Whether the icon draws anything at a tray's size.
 bool drawsSomething(const QIcon& icon) {
     const QImage image = icon.pixmap(22, 22).toImage().convertToFormat(QImage::Format_ARGB32);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
             if (qAlpha(image.pixel(x, y)) > 0)
                 return true;
-        }
-    }
     return false;
 }
 
 // A desktop whose theme lacks the icons still shows Orvanta's own.
 TEST(TrayMenu, IconsFallBackToTheBundledOnes) {
-    QIcon::setThemeName(QStringLiteral("no-such-theme"));
-    EXPECT_TRUE(drawsSomething(TrayMenu::icon(QStringLiteral("orvanta"))));
+    QIcon::setThemeName(u"no-such-theme"_s);
+    EXPECT_TRUE(drawsSomething(TrayMenu::icon(u"orvanta"_s)));
     TrayMenu tray;
     const QList<QAction*> actions = tray.menu()->actions();
-    for (const QAction* item : actions) {
-        if (!item->isSeparator()) {
-            EXPECT_TRUE(drawsSomething(item->icon())) << item->text().toStdString();
-        }
-    }
-    EXPECT_FALSE(drawsSomething(TrayMenu::icon(QStringLiteral("no-such-icon"))));
+    for (const QAction* item : actions)
+        EXPECT_TRUE(item->isSeparator() || drawsSomething(item->icon()))
+            << item->text().toStdString();
+    EXPECT_FALSE(drawsSomething(TrayMenu::icon(u"no-such-icon"_s)));
 }
 
 TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_TRUE(testutil::encodeClip(dir.filePath(QStringLiteral("clips/a.mp4"))));
+    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/a.mp4"_s)));
     Preferences& store = Preferences::standard();
     testutil::resetUserStore();
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
     FolderBookmarkManager folders(store);
-    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(QStringLiteral("clips")))));
+    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
 
     TrayMenu tray;
-    const QStringList idle{QStringLiteral("Play/Pause"), QStringLiteral("Previous"),
-                           QStringLiteral("Next"), QStringLiteral("-"),
-                           QStringLiteral("Quit Orvanta")};
+    const QStringList idle{u"Play/Pause"_s, u"Previous"_s, u"Next"_s, u"-"_s, u"Quit Orvanta"_s};
     ASSERT_EQ(AppDelegate::shared(), nullptr);
     EXPECT_EQ(texts(*tray.menu()), idle);
-    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+    action(*tray.menu(), u"Play/Pause"_s)->trigger();
 
     AppDelegate delegate(store, std::make_unique<PowerManager>(std::unique_ptr<PowerSource>()));
     delegate.applicationDidFinishLaunching();
     tray.rebuild();
     EXPECT_EQ(texts(*tray.menu()), idle);
-    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+    action(*tray.menu(), u"Play/Pause"_s)->trigger();
     EXPECT_TRUE(delegate.isPlaying());
     tray.rebuild();
-    EXPECT_EQ(texts(*tray.menu()).first(), QStringLiteral("Playing on 2 screens"));
-    EXPECT_EQ(TrayMenu::statusText(1), QStringLiteral("Playing on 1 screen"));
+    EXPECT_EQ(texts(*tray.menu()).first(), u"Playing on 2 screens"_s);
+    EXPECT_EQ(TrayMenu::statusText(1), u"Playing on 1 screen"_s);
     EXPECT_FALSE(tray.menu()->actions().first()->isEnabled());
     EXPECT_EQ(texts(*tray.menu()).size(), idle.size() + 2);
 
-    action(*tray.menu(), QStringLiteral("Play/Pause"))->trigger();
+    action(*tray.menu(), u"Play/Pause"_s)->trigger();
     EXPECT_FALSE(delegate.isPlaying());
     delegate.applicationWillTerminate();
 }

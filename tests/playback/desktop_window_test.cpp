@@ -38,6 +38,8 @@
 #include <memory>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool openGL() {
@@ -53,24 +55,22 @@ protected:
         // lights one channel of its own. Then blue above red: which way up the picture arrives.
         testutil::ClipSpec clip;
         clip.seconds = 12.0;
-        clip.size = QStringLiteral("320x180");
+        clip.size = u"320x180"_s;
         for (const auto& [name, colour] :
              {std::pair{"red", "red"}, std::pair{"green", "lime"}, std::pair{"blue", "blue"}}) {
-            clip.source = QStringLiteral("color=c=%1").arg(QLatin1String(colour));
+            clip.source = u"color=c=%1"_s.arg(QLatin1String(colour));
             ASSERT_TRUE(testutil::encodeClip(
-                s_dir->filePath(QStringLiteral("clips/%1.mp4").arg(QLatin1String(name))), clip));
+                s_dir->filePath(u"clips/%1.mp4"_s.arg(QLatin1String(name))), clip));
         }
-        clip.source = QStringLiteral("color=c=red");
-        clip.extraArguments = {QStringLiteral("-vf"),
-                               QStringLiteral("drawbox=w=iw:h=ih/2:color=blue:t=fill")};
-        ASSERT_TRUE(testutil::encodeClip(s_dir->filePath(QStringLiteral("split/split.mp4")), clip));
+        clip.source = u"color=c=red"_s;
+        clip.extraArguments = {u"-vf"_s, u"drawbox=w=iw:h=ih/2:color=blue:t=fill"_s};
+        ASSERT_TRUE(testutil::encodeClip(s_dir->filePath(u"split/split.mp4"_s), clip));
     }
     static void TearDownTestSuite() { s_dir.reset(); }
 
     void SetUp() override {
-        testutil::resetUserStore();
         useFolder("clips");
-        Preferences::standard().set(QStringLiteral("transitionType"), 0);
+        Preferences::standard().set(u"transitionType"_s, 0);
         ASSERT_EQ(QGuiApplication::screens().size(), 2);
     }
 
@@ -97,10 +97,8 @@ protected:
     // The clip whose colour the desktop shows at a point; empty for anything else.
     static QString shownClip(QPoint point) { return testutil::primaryName(desktopPixel(point)); }
 
-    static std::unique_ptr<QTemporaryDir> s_dir;
+    static inline std::unique_ptr<QTemporaryDir> s_dir;
 };
-
-std::unique_ptr<QTemporaryDir> DesktopWindowTest::s_dir;
 
 // A shown desktop window on every screen, each with a manager of its own, or all drawing one.
 std::vector<std::unique_ptr<DesktopWindowController>>
@@ -117,8 +115,7 @@ QString clipName(const QUrl& url) {
     return QFileInfo(url.path()).completeBaseName();
 }
 
-const QStringList kClipColours{QStringLiteral("red"), QStringLiteral("green"),
-                               QStringLiteral("blue")};
+const QStringList kClipColours{u"red"_s, u"green"_s, u"blue"_s};
 
 int channel(const QColor& colour, qsizetype index) {
     return index == 0 ? colour.red() : index == 1 ? colour.green() : colour.blue();
@@ -149,41 +146,39 @@ int inputRectangleCount(WId window) {
 
 QString xprop(WId window, const char* property) {
     const testutil::ProcessResult result = testutil::runProcess(
-        QStringLiteral("xprop"),
-        {QStringLiteral("-id"), QString::number(window), QString::fromUtf8(property)});
+        u"xprop"_s, {u"-id"_s, QString::number(window), QString::fromUtf8(property)});
     return QString::fromUtf8(result.out).trimmed();
 }
 
 TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
     const auto id = [](const char* serial, const char* connector) {
-        return ScreenIdentifier::fromDescription(QStringLiteral("DEL"), QStringLiteral("U2720Q"),
-                                                 QLatin1String(serial), QLatin1String(connector));
+        return ScreenIdentifier::fromDescription(u"DEL"_s, u"U2720Q"_s, QLatin1String(serial),
+                                                 QLatin1String(connector));
     };
     // The same display on another connector keeps its identifier.
     EXPECT_EQ(id("ABC123", "DP-1"), id("ABC123", "HDMI-2"));
     EXPECT_NE(id("ABC123", "DP-1"), id("ABC124", "DP-1"));
     // FNV-1a of "DP-1".
-    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, QStringLiteral("DP-1")),
-              QStringLiteral("498784119"));
-    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), QStringLiteral("0"));
-    EXPECT_EQ(ScreenIdentifier::forScreen(nullptr), QStringLiteral("0"));
+    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, u"DP-1"_s), u"498784119"_s);
+    EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), u"0"_s);
+    EXPECT_EQ(ScreenIdentifier::forScreen(nullptr), u"0"_s);
 }
 
 TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges) {
     QTemporaryDir dir;
-    Preferences store(dir.filePath(QStringLiteral("prefs.sqlite3")));
-    store.set(QStringLiteral("syncDisplays"), true);
-    EXPECT_EQ(SyncManager(store).sharedPlayerManager()->screenId(), QStringLiteral("default"))
+    Preferences store(dir.filePath(u"prefs.sqlite3"_s));
+    store.set(u"syncDisplays"_s, true);
+    EXPECT_EQ(SyncManager(store).sharedPlayerManager()->screenId(), u"default"_s)
         << "made at creation when on";
-    store.set(QStringLiteral("syncDisplays"), false);
+    store.set(u"syncDisplays"_s, false);
     SyncManager sync(store);
     QSignalSpy own(&sync, &SyncManager::syncModeDidChange);
     QSignalSpy global(&NotificationCenter::instance(), &NotificationCenter::syncModeDidChange);
     EXPECT_EQ(sync.sharedPlayerManager(true), nullptr);
 
-    store.removeObject(QStringLiteral("syncDisplays"));
+    store.removeObject(u"syncDisplays"_s);
     sync.setSyncEnabled(false);
-    EXPECT_EQ(store.objectForKey(QStringLiteral("syncDisplays")), QVariant(false))
+    EXPECT_EQ(store.objectForKey(u"syncDisplays"_s), QVariant(false))
         << "written also without a change";
     EXPECT_EQ(own.count(), 0);
 
@@ -194,14 +189,14 @@ TEST(SyncManager, ReadsTheSwitchOnceWritesEveryAssignmentAndAnnouncesRealChanges
     ASSERT_NE(sync.sharedPlayerManager(), nullptr);
 
     // Read once: an outside change waits for the next start.
-    store.set(QStringLiteral("syncDisplays"), false);
+    store.set(u"syncDisplays"_s, false);
     EXPECT_TRUE(sync.isSyncEnabled());
 
     sync.setSyncEnabled(false);
     EXPECT_EQ(own.count(), 2);
     EXPECT_EQ(global.count(), 2);
     EXPECT_EQ(sync.sharedPlayerManager(), nullptr);
-    EXPECT_EQ(store.objectForKey(QStringLiteral("syncDisplays")), QVariant(false));
+    EXPECT_EQ(store.objectForKey(u"syncDisplays"_s), QVariant(false));
 }
 
 TEST(RenderPathChoice, TheProbeChoosesSoftwareOnCpuRasterisersAndTheOverrideWins) {
@@ -221,16 +216,14 @@ TEST(RenderPathChoice, TheProbeChoosesSoftwareOnCpuRasterisersAndTheOverrideWins
     };
     VideoSurface::RenderPathChoice choice = probe(nullptr);
     EXPECT_EQ(choice.path, VideoRenderer::Path::Software);
-    EXPECT_TRUE(choice.renderer.contains(QStringLiteral("llvmpipe")))
-        << choice.renderer.toStdString();
-    EXPECT_TRUE(choice.reason.contains(QStringLiteral("llvmpipe"))) << choice.reason.toStdString();
+    EXPECT_TRUE(choice.renderer.contains(u"llvmpipe"_s)) << choice.renderer.toStdString();
+    EXPECT_TRUE(choice.reason.contains(u"llvmpipe"_s)) << choice.reason.toStdString();
     choice = probe("software");
     EXPECT_EQ(choice.path, VideoRenderer::Path::Software);
-    EXPECT_EQ(choice.reason, QStringLiteral("ORVANTA_RENDER_PATH=software"));
+    EXPECT_EQ(choice.reason, u"ORVANTA_RENDER_PATH=software"_s);
     choice = probe("opengl");
     EXPECT_EQ(choice.path, VideoRenderer::Path::OpenGL);
-    EXPECT_TRUE(choice.renderer.contains(QStringLiteral("llvmpipe")))
-        << choice.renderer.toStdString();
+    EXPECT_TRUE(choice.renderer.contains(u"llvmpipe"_s)) << choice.renderer.toStdString();
     // Without an X server there is nothing to probe: software.
     const QByteArray display = qgetenv("DISPLAY");
     qputenv("DISPLAY", ":12345");
@@ -264,21 +257,21 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
         const QString id = ScreenIdentifier::forScreen(controller->screen());
         EXPECT_EQ(controller->playerManager()->screenId(), id);
         EXPECT_EQ(id, QString::number(id.toUInt())) << "decimal, no padding, no sign";
-        EXPECT_TRUE(window->flags().testFlag(Qt::WindowTransparentForInput));
+        EXPECT_TRUE(window->flags().testFlags(Qt::WindowTransparentForInput |
+                                              Qt::WindowDoesNotAcceptFocus));
         // Clicks go through to whatever lies below: the input region is empty.
         EXPECT_EQ(inputRectangleCount(window->winId()), 0);
-        EXPECT_TRUE(window->flags().testFlag(Qt::WindowDoesNotAcceptFocus));
         EXPECT_EQ(xprop(window->winId(), "_NET_WM_WINDOW_TYPE"),
-                  QStringLiteral("_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DESKTOP"));
+                  u"_NET_WM_WINDOW_TYPE(ATOM) = _NET_WM_WINDOW_TYPE_DESKTOP"_s);
         const QString state = xprop(window->winId(), "_NET_WM_STATE");
         for (const char* atom : {"_NET_WM_STATE_BELOW", "_NET_WM_STATE_STICKY",
                                  "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"})
             EXPECT_TRUE(state.contains(QString::fromUtf8(atom))) << state.toStdString();
         EXPECT_EQ(xprop(window->winId(), "_NET_WM_DESKTOP"),
-                  QStringLiteral("_NET_WM_DESKTOP(CARDINAL) = 4294967295"));
+                  u"_NET_WM_DESKTOP(CARDINAL) = 4294967295"_s);
     }
-    EXPECT_EQ(controllers[0]->screenName(), QStringLiteral("DP-1"));
-    EXPECT_EQ(controllers[1]->screenName(), QStringLiteral("DP-2"));
+    EXPECT_EQ(controllers[0]->screenName(), u"DP-1"_s);
+    EXPECT_EQ(controllers[1]->screenName(), u"DP-2"_s);
     EXPECT_NE(controllers[0]->playerManager()->screenId(),
               controllers[1]->playerManager()->screenId());
 
@@ -313,8 +306,7 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
             << clip.toStdString() << " " << desktopPixel(centre).name().toStdString();
         VideoSurface* surface = controller->videoView()->surfaceB();
         const VideoRenderer* renderer = surface->player()->renderer();
-        const quint64 rendered = renderer->renderedFrames();
-        const quint64 shown = surface->shownFrames();
+        const quint64 rendered = renderer->renderedFrames(), shown = surface->shownFrames();
         ASSERT_TRUE(testutil::waitUntil([&] {
             return renderer->renderedFrames() > rendered + 5 && surface->shownFrames() > shown + 5;
         }));
@@ -332,8 +324,7 @@ TEST_F(DesktopWindowTest, ThePictureIsTheRightWayUp) {
     const QPoint top(screen.center().x(), screen.top() + screen.height() / 4);
     const QPoint bottom(screen.center().x(), screen.bottom() - screen.height() / 4);
     ASSERT_TRUE(testutil::waitUntil([&] {
-        return shownClip(top) == QStringLiteral("blue") &&
-               shownClip(bottom) == QStringLiteral("red");
+        return shownClip(top) == u"blue"_s && shownClip(bottom) == u"red"_s;
     })) << "top "
         << desktopPixel(top).name().toStdString() << ", bottom "
         << desktopPixel(bottom).name().toStdString();
@@ -341,7 +332,7 @@ TEST_F(DesktopWindowTest, ThePictureIsTheRightWayUp) {
 
 TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
     // Long enough on the CPU rasteriser's OpenGL to catch the middle of a dissolve.
-    Preferences::standard().set(QStringLiteral("transitionDuration"), openGL() ? 3.0 : 0.5);
+    Preferences::standard().set(u"transitionDuration"_s, openGL() ? 3.0 : 0.5);
     DesktopWindowController controller(QGuiApplication::primaryScreen());
     controller.showWindow();
     DesktopVideoView* view = controller.videoView();
@@ -354,13 +345,12 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
     const QList<qint64> types = openGL() ? QList<qint64>{2} : QList<qint64>{0, 1, 2, 7};
     for (qint64 type : types) {
         SCOPED_TRACE(type);
-        Preferences::standard().set(QStringLiteral("transitionType"), type);
+        Preferences::standard().set(u"transitionType"_s, type);
         const bool toA = !view->isPlayerAActive();
         VideoSurface* incoming = toA ? view->surfaceA() : view->surfaceB();
         VideoSurface* outgoing = toA ? view->surfaceB() : view->surfaceA();
         const int before = finished.count();
-        QList<double> outgoingOpacities;
-        QList<double> incomingOpacities;
+        QList<double> outgoingOpacities, incomingOpacities;
         auto watch = std::make_unique<QObject>(); // the watching ends with it
         for (auto [surface, opacities] :
              {std::pair{outgoing, &outgoingOpacities}, std::pair{incoming, &incomingOpacities}})
@@ -387,35 +377,31 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         EXPECT_EQ(outgoing->opacity(), 0.0);
         EXPECT_TRUE(incoming->isDrawing());
         EXPECT_FALSE(outgoing->isDrawing()) << "a transparent surface draws nothing";
-        const auto mixed = [&](const QColor& colour) {
-            return isMixed(colour, from, to);
-        };
-        const bool anyMixed = std::any_of(shown.begin(), shown.end(), mixed);
+        const bool anyMixed = std::any_of(shown.begin(), shown.end(),
+                                          [&](const QColor& c) { return isMixed(c, from, to); });
+        const bool anyDark = std::any_of(shown.begin(), shown.end(), isDark);
         // Only the two videos' colours, never the third clip's: a player brought into view
         // shows its new video at once, not the last frame of the one it played before.
         const qsizetype third = 3 - kClipColours.indexOf(from) - kClipColours.indexOf(to);
         for (const QColor& colour : shown)
             EXPECT_LT(channel(colour, third), 60) << colour.name().toStdString();
+        // Both colours at once only in a dissolve; black only on the way through black, never
+        // in a cut nor darker than either colour in a dissolve.
+        EXPECT_EQ(anyMixed, type != 0 && type != 1);
+        EXPECT_EQ(anyDark, type == 1);
         switch (type) {
-        case 0: // a cut: no intermediate opacity, no intermediate colour, never black
+        case 0: // a cut: no intermediate opacity
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
-            EXPECT_FALSE(anyMixed);
-            EXPECT_FALSE(std::any_of(shown.begin(), shown.end(), isDark));
             break;
         case 1: // through black: the incoming surface appears only after the outgoing one left
             EXPECT_GT(outgoingOpacities.size(), 2);
             EXPECT_EQ(incomingOpacities, QList<double>{1.0});
-            EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), isDark));
-            EXPECT_FALSE(anyMixed);
             break;
         default: // dissolve: the incoming one rises above and fades in over an opaque one
             EXPECT_GT(incoming->z(), outgoing->z());
             EXPECT_GT(incomingOpacities.size(), 2);
             EXPECT_EQ(outgoingOpacities, QList<double>{0.0});
-            // Both colours at once, and never darker than either on the way.
-            EXPECT_TRUE(anyMixed);
-            EXPECT_FALSE(std::any_of(shown.begin(), shown.end(), isDark));
             break;
         }
     }
@@ -433,12 +419,12 @@ TEST_F(DesktopWindowTest, ScalingFollowsThePreferenceLive) {
     ASSERT_TRUE(testutil::waitUntil([&] { return surface->videoSize() == QSize(320, 180); }));
     const QRectF fill(-133.3333333333333, 0, 1066.666666666667, 600);
     EXPECT_EQ(QRectF(surface->position(), surface->size()), fill) << "fill crops by default";
-    Preferences::standard().set(QStringLiteral("videoScaling"), 1);
-    EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 75, 800, 450));
-    Preferences::standard().set(QStringLiteral("videoScaling"), 2);
-    EXPECT_EQ(QRectF(surface->position(), surface->size()), QRectF(0, 0, 800, 600));
-    Preferences::standard().set(QStringLiteral("videoScaling"), 5);
-    EXPECT_EQ(QRectF(surface->position(), surface->size()), fill) << "unknown values fill";
+    // Fit, stretch, and an unknown value that fills.
+    for (const auto& [scaling, rect] :
+         {std::pair{1, QRectF(0, 75, 800, 450)}, {2, QRectF(0, 0, 800, 600)}, {5, fill}}) {
+        Preferences::standard().set(u"videoScaling"_s, scaling);
+        EXPECT_EQ(QRectF(surface->position(), surface->size()), rect) << scaling;
+    }
 }
 
 TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
@@ -464,8 +450,7 @@ TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
     const auto shownFrames = [&](size_t index) {
         return controllers[index]->videoView()->surfaceB()->shownFrames();
     };
-    const quint64 shownLeft = shownFrames(0);
-    const quint64 shownRight = shownFrames(1);
+    const quint64 shownLeft = shownFrames(0), shownRight = shownFrames(1);
     ASSERT_TRUE(testutil::waitUntil(
         [&] { return shownFrames(0) > shownLeft + 3 && shownFrames(1) > shownRight + 3; }));
 
@@ -481,8 +466,8 @@ TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
 TEST_F(DesktopWindowTest, UnpluggingAMonitorIsOneScreenChange) {
     ScreenWatcher watcher;
     QSignalSpy changes(&watcher, &ScreenWatcher::screensChanged);
-    const testutil::ProcessResult result = testutil::runProcess(
-        QStringLiteral("xrandr"), {QStringLiteral("--delmonitor"), QStringLiteral("DP-2")});
+    const testutil::ProcessResult result =
+        testutil::runProcess(u"xrandr"_s, {u"--delmonitor"_s, u"DP-2"_s});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     ASSERT_TRUE(testutil::waitUntil([&] { return changes.count() >= 1; }));
     // Past the watcher's gathering of the change's events (0.2 s).

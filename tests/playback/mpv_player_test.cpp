@@ -8,6 +8,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Real mpv without a video output, on clips made by ffmpeg once for the whole suite.
@@ -20,11 +22,7 @@ protected:
         twoSeconds.seconds = 2.0;
         ASSERT_TRUE(testutil::encodeClip(clip("two.mp4"), twoSeconds));
         testutil::ClipSpec withSound;
-        withSound.extraArguments = {
-            QStringLiteral("-f"),       QStringLiteral("lavfi"),
-            QStringLiteral("-t"),       QStringLiteral("1"),
-            QStringLiteral("-i"),       QStringLiteral("sine=frequency=440"),
-            QStringLiteral("-shortest")};
+        withSound.extraArguments = u"-f lavfi -t 1 -i sine=frequency=440 -shortest"_s.split(u' ');
         ASSERT_TRUE(testutil::encodeClip(clip("audio.mp4"), withSound));
         testutil::writeFile(clip("empty.mp4"), {});
         testutil::writeFile(clip("text.mp4"), QByteArray("this is not a video\n").repeated(50));
@@ -50,10 +48,8 @@ protected:
         return status.first().at(1).value<Player::Status>();
     }
 
-    static std::unique_ptr<QTemporaryDir> s_dir;
+    static inline std::unique_ptr<QTemporaryDir> s_dir;
 };
-
-std::unique_ptr<QTemporaryDir> MpvPlayerTest::s_dir;
 
 TEST_F(MpvPlayerTest, LoadsPausedAndReportsReadiness) {
     MpvPlayer player;
@@ -113,7 +109,7 @@ TEST_F(MpvPlayerTest, PlaysToTheEndWithItsObserversAndHoldsTheLastFrame) {
     EXPECT_EQ(player.status(), Player::Status::ReadyToPlay);
     EXPECT_GT(player.currentTime(), 1.5);
     // mpv still has the file open on its last frame.
-    EXPECT_EQ(player.mpvProperty("idle-active"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("idle-active"), u"no"_s);
     EXPECT_FALSE(player.mpvProperty("path").isEmpty());
 
     ASSERT_GE(ticks.size(), 2);
@@ -135,9 +131,9 @@ TEST_F(MpvPlayerTest, RateVolumeMuteAndDisplaySleepReachMpv) {
     ASSERT_EQ(loadAndWait(player, "audio.mp4"), Player::Status::ReadyToPlay);
     // Muted by default, with no audio track so no audio device is opened.
     EXPECT_TRUE(player.isMuted());
-    EXPECT_EQ(player.mpvProperty("mute"), QStringLiteral("yes"));
-    EXPECT_EQ(player.mpvProperty("aid"), QStringLiteral("no"));
-    EXPECT_EQ(player.mpvProperty("stop-screensaver"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("mute"), u"yes"_s);
+    EXPECT_EQ(player.mpvProperty("aid"), u"no"_s);
+    EXPECT_EQ(player.mpvProperty("stop-screensaver"), u"no"_s);
 
     QSignalSpy rates(&player, &Player::rateChanged);
     player.setRate(2.0);
@@ -150,10 +146,10 @@ TEST_F(MpvPlayerTest, RateVolumeMuteAndDisplaySleepReachMpv) {
     player.setMuted(false);
     player.setVolume(0.3);
     player.setPreventsDisplaySleep(true);
-    EXPECT_EQ(player.mpvProperty("mute"), QStringLiteral("no"));
-    EXPECT_NE(player.mpvProperty("aid"), QStringLiteral("no"));
+    EXPECT_EQ(player.mpvProperty("mute"), u"no"_s);
+    EXPECT_NE(player.mpvProperty("aid"), u"no"_s);
     EXPECT_EQ(player.mpvProperty("volume").toDouble(), 30.0);
-    EXPECT_EQ(player.mpvProperty("stop-screensaver"), QStringLiteral("yes"));
+    EXPECT_EQ(player.mpvProperty("stop-screensaver"), u"yes"_s);
     player.setVolume(7.0);
     EXPECT_EQ(player.volume(), 1.0);
 }
@@ -175,7 +171,7 @@ TEST_F(MpvPlayerTest, ANewItemOrEmptyingSupersedesTheOldOne) {
     EXPECT_EQ(status.count(), 1) << "no verdict for item " << third << " after emptying";
     EXPECT_EQ(player.status(), Player::Status::Empty);
     EXPECT_EQ(player.currentItem(), 0u);
-    EXPECT_EQ(player.mpvProperty("idle-active"), QStringLiteral("yes"));
+    EXPECT_EQ(player.mpvProperty("idle-active"), u"yes"_s);
 }
 
 } // namespace

@@ -14,9 +14,11 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kPlayback = QStringLiteral("com.orvanta.playback");
+const QString kPlayback = u"com.orvanta.playback"_s;
 
 // Two real mpv players per manager (no video output), the user's store of the harness, and
 // folders of clips made by ffmpeg once for the suite.
@@ -49,7 +51,7 @@ protected:
 
     void SetUp() override {
         testutil::resetUserStore();
-        Preferences::standard().set(QStringLiteral("transitionType"), 0);
+        Preferences::standard().set(u"transitionType"_s, 0);
     }
 
     static QString path(const char* relative) {
@@ -66,18 +68,16 @@ protected:
         return testutil::waitUntil([&] { return spy.count() >= count; }, 30000);
     }
 
-    static std::unique_ptr<QTemporaryDir> s_dir;
+    static inline std::unique_ptr<QTemporaryDir> s_dir;
 };
-
-std::unique_ptr<QTemporaryDir> VideoPlayerManagerTest::s_dir;
 
 TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) {
     useFolder("three");
-    VideoPlayerManager manager(QStringLiteral("1"));
+    VideoPlayerManager manager(u"1"_s);
     EXPECT_EQ(manager.totalVideoCount(), 3);
     EXPECT_EQ(manager.currentIndex(), -1);
     EXPECT_EQ(manager.activePlayer(), manager.playerA());
-    EXPECT_EQ(manager.currentVideoName(), QStringLiteral("No video"));
+    EXPECT_EQ(manager.currentVideoName(), u"No video"_s);
     EXPECT_EQ(manager.playerA()->status(), Player::Status::Empty);
 
     QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
@@ -100,10 +100,10 @@ TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) 
 
 TEST_F(VideoPlayerManagerTest, NothingToPlay) {
     LogCapture log;
-    VideoPlayerManager manager(QStringLiteral("1"));
-    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("Loaded 0 videos from folders")));
+    VideoPlayerManager manager(u"1"_s);
+    EXPECT_TRUE(log.contains(kPlayback, u"Loaded 0 videos from folders"_s));
     manager.play();
-    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No videos to play")));
+    EXPECT_TRUE(log.contains(kPlayback, u"No videos to play"_s));
     EXPECT_FALSE(manager.isPlaying());
     EXPECT_EQ(manager.playerB()->status(), Player::Status::Empty);
 }
@@ -111,7 +111,7 @@ TEST_F(VideoPlayerManagerTest, NothingToPlay) {
 TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
     useFolder("long");
     Preferences& store = Preferences::standard();
-    store.set(QStringLiteral("playbackRate"), 2.0);
+    store.set(u"playbackRate"_s, 2.0);
 
     // transitionType and transitionDuration as stored, the video asked for, the moment expected
     // (0 = at its end).
@@ -131,17 +131,14 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.video) + " with " + std::to_string(c.type) + " for " +
                      std::to_string(c.stored));
-        store.set(QStringLiteral("transitionType"), c.type);
-        store.set(QStringLiteral("transitionDuration"), c.stored);
-        VideoPlayerManager manager(QStringLiteral("early"));
+        store.set(u"transitionType"_s, c.type);
+        store.set(u"transitionDuration"_s, c.stored);
+        VideoPlayerManager manager(u"early"_s);
         // Find the clip in the (unshuffled) queue and start right before it.
         const QList<QUrl> queue = manager.playlistManager().videoURLs();
-        const qsizetype index =
-            std::find_if(queue.begin(), queue.end(),
-                         [&](const QUrl& url) {
-                             return url.fileName().startsWith(QString::fromUtf8(c.video));
-                         }) -
-            queue.begin();
+        qsizetype index = 0;
+        while (index < queue.size() && !queue[index].fileName().startsWith(QLatin1String(c.video)))
+            ++index;
         ASSERT_LT(index, queue.size());
         QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
         manager.play();
@@ -170,8 +167,7 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
             EXPECT_LT(askedAt, c.askedAt + 0.5);
         } else {
             EXPECT_TRUE(atEnd);
-            EXPECT_EQ(log.count(kPlayback, QStringLiteral("Video reached end, advancing to next")),
-                      1);
+            EXPECT_EQ(log.count(kPlayback, u"Video reached end, advancing to next"_s), 1);
             // The players alternate, and the outgoing one holds its last frame.
             ASSERT_TRUE(testutil::waitUntil([&] { return manager.activePlayer() != current; }));
             EXPECT_TRUE(current->isAtEnd());
@@ -182,18 +178,18 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
 
 TEST_F(VideoPlayerManagerTest, UnreadableVideosAreSkippedUntilAllHaveFailed) {
     useFolder("broken");
-    VideoPlayerManager manager(QStringLiteral("1"));
+    VideoPlayerManager manager(u"1"_s);
     ASSERT_EQ(manager.totalVideoCount(), 3);
     LogCapture log;
     manager.play();
     ASSERT_TRUE(testutil::waitUntil(
-        [&] { return log.contains(kPlayback, QStringLiteral("All videos failed to load")); }));
+        [&] { return log.contains(kPlayback, u"All videos failed to load"_s); }));
     testutil::settle();
     const QStringList lines = log.messages(kPlayback);
     ASSERT_EQ(lines.size(), 4) << qPrintable(lines.join(QLatin1Char('\n')));
     for (int n = 0; n < 3; ++n)
-        EXPECT_TRUE(lines[n].startsWith(QStringLiteral("Failed to load video: "))) << n;
-    EXPECT_EQ(lines[3], QStringLiteral("All videos failed to load"));
+        EXPECT_TRUE(lines[n].startsWith(u"Failed to load video: "_s)) << n;
+    EXPECT_EQ(lines[3], u"All videos failed to load"_s);
     EXPECT_TRUE(manager.isPlaying());
     EXPECT_FALSE(manager.isPreparingNextVideo());
     EXPECT_EQ(manager.consecutiveFailures(), 3);
@@ -205,21 +201,21 @@ TEST_F(VideoPlayerManagerTest, UnreadableVideosAreSkippedUntilAllHaveFailed) {
     log.clear();
     manager.play();
     ASSERT_TRUE(testutil::waitUntil(
-        [&] { return log.contains(kPlayback, QStringLiteral("All videos failed to load")); }));
+        [&] { return log.contains(kPlayback, u"All videos failed to load"_s); }));
     EXPECT_EQ(log.messages(kPlayback).size(), 2);
     EXPECT_EQ(manager.consecutiveFailures(), 4);
 }
 
 TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
     useFolder("one");
-    PlaylistPersistence::forScreen(QStringLiteral("1")).setLoopEnabled(false);
-    Preferences::standard().set(QStringLiteral("playbackRate"), 2.0);
-    VideoPlayerManager manager(QStringLiteral("1"));
+    PlaylistPersistence::forScreen(u"1"_s).setLoopEnabled(false);
+    Preferences::standard().set(u"playbackRate"_s, 2.0);
+    VideoPlayerManager manager(u"1"_s);
     QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
     LogCapture log;
     manager.play();
     ASSERT_TRUE(testutil::waitUntil(
-        [&] { return log.contains(kPlayback, QStringLiteral("Playlist complete, not looping")); }));
+        [&] { return log.contains(kPlayback, u"Playlist complete, not looping"_s); }));
     EXPECT_FALSE(manager.isPlaying());
     EXPECT_EQ(transitions.count(), 1);
     Player* last = manager.activePlayer();
@@ -228,15 +224,15 @@ TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
 
     log.clear();
     manager.previousVideo();
-    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No previous video available")));
+    EXPECT_TRUE(log.contains(kPlayback, u"No previous video available"_s));
     manager.nextVideo();
-    EXPECT_TRUE(log.contains(kPlayback, QStringLiteral("No next video available")));
+    EXPECT_TRUE(log.contains(kPlayback, u"No next video available"_s));
     EXPECT_EQ(manager.currentIndex(), 0);
 }
 
 TEST_F(VideoPlayerManagerTest, StopIgnoresALateVerdictAndAdvancesWhileLoadingAreDropped) {
     useFolder("three");
-    VideoPlayerManager manager(QStringLiteral("1"));
+    VideoPlayerManager manager(u"1"_s);
     QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
     manager.play();
     manager.stop();
@@ -265,8 +261,8 @@ TEST_F(VideoPlayerManagerTest, StopIgnoresALateVerdictAndAdvancesWhileLoadingAre
 TEST_F(VideoPlayerManagerTest, PreferencesReachBothPlayers) {
     useFolder("three");
     Preferences& store = Preferences::standard();
-    store.set(QStringLiteral("playbackRate"), 3.0);
-    VideoPlayerManager manager(QStringLiteral("1"));
+    store.set(u"playbackRate"_s, 3.0);
+    VideoPlayerManager manager(u"1"_s);
     for (Player* player : {manager.playerA(), manager.playerB()}) {
         EXPECT_TRUE(player->isMuted());
         EXPECT_DOUBLE_EQ(player->volume(), 0.5);
@@ -279,10 +275,10 @@ TEST_F(VideoPlayerManagerTest, PreferencesReachBothPlayers) {
     ASSERT_NE(active, nullptr);
     EXPECT_EQ(active->effectiveRate(), 2.0);
 
-    store.set(QStringLiteral("audioMuted"), false);
-    store.set(QStringLiteral("audioVolume"), 0.25);
-    store.set(QStringLiteral("preventDisplaySleep"), true);
-    store.set(QStringLiteral("playbackRate"), 0.25);
+    store.set(u"audioMuted"_s, false);
+    store.set(u"audioVolume"_s, 0.25);
+    store.set(u"preventDisplaySleep"_s, true);
+    store.set(u"playbackRate"_s, 0.25);
     for (Player* player : {manager.playerA(), manager.playerB()}) {
         EXPECT_FALSE(player->isMuted());
         EXPECT_DOUBLE_EQ(player->volume(), double(0.25f));
@@ -291,15 +287,14 @@ TEST_F(VideoPlayerManagerTest, PreferencesReachBothPlayers) {
     }
 
     // A value of another type counts as muted.
-    store.set(QStringLiteral("audioMuted"), QStringLiteral("false"));
-    EXPECT_TRUE(manager.playerA()->isMuted());
-    EXPECT_TRUE(manager.playerB()->isMuted());
+    store.set(u"audioMuted"_s, u"false"_s);
+    EXPECT_TRUE(manager.playerA()->isMuted() && manager.playerB()->isMuted());
 
     // Paused by the controller: any change keeps both players still.
     manager.playerA()->pause();
     manager.playerB()->pause();
     manager.setIsPlaying(false);
-    store.set(QStringLiteral("videoScaling"), 1);
+    store.set(u"videoScaling"_s, 1);
     for (Player* player : {manager.playerA(), manager.playerB()})
         EXPECT_EQ(player->rate(), 0.0);
     EXPECT_EQ(active->effectiveRate(), 0.0);

@@ -13,6 +13,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kProcessTimeoutMs = 20000;
@@ -26,25 +28,23 @@ public:
     }
     ~FakeController() override { m_handler.setController(nullptr); }
 
-    void startAllPlayback() override { start(QStringLiteral("start")); }
-    void pauseAllPlayback() override { pause(QStringLiteral("pause")); }
-    void togglePlayPause() override {
-        playing ? pause(QStringLiteral("toggle")) : start(QStringLiteral("toggle"));
-    }
-    void nextVideo() override { show(QStringLiteral("next"), video->currentIndex + 1); }
-    void previousVideo() override { show(QStringLiteral("previous"), video->currentIndex - 1); }
+    void startAllPlayback() override { start(u"start"_s); }
+    void pauseAllPlayback() override { pause(u"pause"_s); }
+    void togglePlayPause() override { playing ? pause(u"toggle"_s) : start(u"toggle"_s); }
+    void nextVideo() override { show(u"next"_s, video->currentIndex + 1); }
+    void previousVideo() override { show(u"previous"_s, video->currentIndex - 1); }
     bool isPlaying() const override { return playing; }
     std::optional<Video> primaryVideo() const override { return video; }
 
     QStringList calls;
     bool playing = false;
-    std::optional<Video> video = Video{QStringLiteral("clip 3"), 12.5, 4.0, 2, 12};
+    std::optional<Video> video = Video{u"clip 3"_s, 12.5, 4.0, 2, 12};
 
 private:
     void show(const QString& call, int index) {
         calls << call;
         video->currentIndex = index;
-        video->name = QStringLiteral("clip %1").arg(index + 1);
+        video->name = u"clip %1"_s.arg(index + 1);
     }
     void pause(const QString& call) {
         calls << call;
@@ -71,9 +71,8 @@ struct ClientResult {
 ClientResult runClient(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.start(program, arguments);
-    const bool ended = testutil::waitUntil(
-        [&process] { return process.state() == QProcess::NotRunning; }, kProcessTimeoutMs);
-    if (!ended) {
+    if (!testutil::waitUntil([&process] { return process.state() == QProcess::NotRunning; },
+                             kProcessTimeoutMs)) {
         process.kill();
         testutil::waitUntil([&process] { return process.state() == QProcess::NotRunning; });
         ADD_FAILURE() << program.toStdString() << ' '
@@ -84,30 +83,25 @@ ClientResult runClient(const QString& program, const QStringList& arguments) {
 }
 
 ClientResult playerctl(const QStringList& arguments) {
-    return runClient(QStringLiteral("playerctl"),
-                     QStringList{QStringLiteral("-p"), QStringLiteral("orvanta")} + arguments);
+    return runClient(u"playerctl"_s, QStringList{u"-p"_s, u"orvanta"_s} + arguments);
 }
 
 // A method call or property read on the player with gdbus, which shows the values' D-Bus types.
 ClientResult gdbusCall(const QString& method, const QStringList& arguments = {}) {
-    return runClient(
-        QStringLiteral("gdbus"),
-        QStringList{QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                    QStringLiteral("org.mpris.MediaPlayer2.orvanta"),
-                    QStringLiteral("--object-path"), QStringLiteral("/org/mpris/MediaPlayer2"),
-                    QStringLiteral("--method"), method} +
-            arguments);
+    const QString call = u"call --session --dest org.mpris.MediaPlayer2.orvanta --object-path "
+                         "/org/mpris/MediaPlayer2 --method "_s;
+    return runClient(u"gdbus"_s, (call + method).split(u' ') + arguments);
 }
 
 QString status() {
-    return playerctl({QStringLiteral("status")}).out;
+    return playerctl({u"status"_s}).out;
 }
 
 QString metadata(const QString& format) {
-    return playerctl({QStringLiteral("metadata"), QStringLiteral("--format"), format}).out;
+    return playerctl({u"metadata"_s, u"--format"_s, format}).out;
 }
 
-const QString kFields = QStringLiteral("{{title}}|{{artist}}|{{album}}|{{mpris:length}}");
+const QString kFields = u"{{title}}|{{artist}}|{{album}}|{{mpris:length}}"_s;
 
 class MediaKeysTest : public ::testing::Test {
 protected:
@@ -124,17 +118,16 @@ protected:
 
 TEST_F(MediaKeysTest, ShowsWhatPlaysOnlyWhileOn) {
     handler->updateNowPlayingInfo();
-    EXPECT_EQ(status(), QStringLiteral("Stopped"));
+    EXPECT_EQ(status(), u"Stopped"_s);
     EXPECT_EQ(metadata(kFields), QString());
 
     controller->startAllPlayback();
-    EXPECT_EQ(status(), QStringLiteral("Playing"));
-    EXPECT_EQ(metadata(kFields), QStringLiteral("clip 3|Orvanta|Video 3 of 12|12500000"));
+    EXPECT_EQ(status(), u"Playing"_s);
+    EXPECT_EQ(metadata(kFields), u"clip 3|Orvanta|Video 3 of 12|12500000"_s);
     // The types clients rely on: an object path, microseconds as int64, a list of artists.
-    const QString wire =
-        gdbusCall(QStringLiteral("org.freedesktop.DBus.Properties.Get"),
-                  {QStringLiteral("org.mpris.MediaPlayer2.Player"), QStringLiteral("Metadata")})
-            .out;
+    const QString wire = gdbusCall(u"org.freedesktop.DBus.Properties.Get"_s,
+                                   {u"org.mpris.MediaPlayer2.Player"_s, u"Metadata"_s})
+                             .out;
     for (const char* entry : {"'mpris:trackid': <objectpath '/org/orvanta/track/2'>",
                               "'mpris:length': <int64 12500000>", "'xesam:artist': <['Orvanta']>"})
         EXPECT_TRUE(wire.contains(QLatin1String(entry))) << entry << " in " << wire.toStdString();
@@ -143,13 +136,13 @@ TEST_F(MediaKeysTest, ShowsWhatPlaysOnlyWhileOn) {
     controller->playing = false;
     controller->video->currentTime = 7.25;
     handler->updatePlaybackState(false);
-    EXPECT_EQ(status(), QStringLiteral("Paused"));
-    EXPECT_EQ(metadata(QStringLiteral("{{title}} {{position}}")), QStringLiteral("clip 3 7250000"));
+    EXPECT_EQ(status(), u"Paused"_s);
+    EXPECT_EQ(metadata(u"{{title}} {{position}}"_s), u"clip 3 7250000"_s);
 
     // A single video has no album.
-    controller->video = MediaKeyTarget::Video{QStringLiteral("solo"), 3.0, 0.0, 0, 1};
+    controller->video = MediaKeyTarget::Video{u"solo"_s, 3.0, 0.0, 0, 1};
     handler->updateNowPlayingInfo();
-    EXPECT_EQ(metadata(kFields), QStringLiteral("solo|Orvanta||3000000"));
+    EXPECT_EQ(metadata(kFields), u"solo|Orvanta||3000000"_s);
 
     // Without a primary player there is nothing to show, but the player is still on.
     controller->video.reset();
@@ -157,7 +150,7 @@ TEST_F(MediaKeysTest, ShowsWhatPlaysOnlyWhileOn) {
     EXPECT_EQ(metadata(kFields), QString());
 
     handler->disable();
-    EXPECT_EQ(status(), QStringLiteral("Stopped"));
+    EXPECT_EQ(status(), u"Stopped"_s);
 }
 
 TEST_F(MediaKeysTest, CommandsReachTheController) {
@@ -171,26 +164,21 @@ TEST_F(MediaKeysTest, CommandsReachTheController) {
         EXPECT_EQ(status(), QString::fromUtf8(after)) << command;
     }
 
-    EXPECT_EQ(playerctl({QStringLiteral("next")}).exitCode, 0);
-    EXPECT_EQ(metadata(kFields), QStringLiteral("clip 4|Orvanta|Video 4 of 12|12500000"));
-    EXPECT_EQ(playerctl({QStringLiteral("previous")}).exitCode, 0);
-    EXPECT_EQ(metadata(QStringLiteral("{{album}}")), QStringLiteral("Video 3 of 12"));
+    EXPECT_EQ(playerctl({u"next"_s}).exitCode, 0);
+    EXPECT_EQ(metadata(kFields), u"clip 4|Orvanta|Video 4 of 12|12500000"_s);
+    EXPECT_EQ(playerctl({u"previous"_s}).exitCode, 0);
+    EXPECT_EQ(metadata(u"{{album}}"_s), u"Video 3 of 12"_s);
 
-    EXPECT_EQ(controller->calls, QStringList({QStringLiteral("toggle"), QStringLiteral("start"),
-                                              QStringLiteral("pause"), QStringLiteral("next"),
-                                              QStringLiteral("previous")}));
+    EXPECT_EQ(controller->calls, u"toggle start pause next previous"_s.split(u' '));
 }
 
 TEST_F(MediaKeysTest, DisabledCommandsAreRefused) {
-    const QStringList commands = {QStringLiteral("play"), QStringLiteral("pause"),
-                                  QStringLiteral("play-pause"), QStringLiteral("next"),
-                                  QStringLiteral("previous")};
     // Before playback first starts, and after it stops: previous track is off too.
     for (int round = 0; round < 2; ++round) {
-        for (const QString& command : commands)
+        for (const QString& command : u"play pause play-pause next previous"_s.split(u' '))
             EXPECT_NE(playerctl({command}).exitCode, 0) << command.toStdString();
         // A client that calls regardless gets no effect either.
-        EXPECT_EQ(gdbusCall(QStringLiteral("org.mpris.MediaPlayer2.Player.Next")).exitCode, 0);
+        EXPECT_EQ(gdbusCall(u"org.mpris.MediaPlayer2.Player.Next"_s).exitCode, 0);
         EXPECT_EQ(controller->calls, QStringList()) << "round " << round;
         controller->startAllPlayback();
         controller->playing = false;
@@ -202,36 +190,34 @@ TEST_F(MediaKeysTest, DisabledCommandsAreRefused) {
     controller->startAllPlayback();
     EXPECT_TRUE(handler->commandTargetsRegistered());
     controller->calls.clear();
-    EXPECT_EQ(playerctl({QStringLiteral("next")}).exitCode, 0);
-    EXPECT_EQ(controller->calls, QStringList({QStringLiteral("next")}));
+    EXPECT_EQ(playerctl({u"next"_s}).exitCode, 0);
+    EXPECT_EQ(controller->calls, QStringList({u"next"_s}));
 }
 
 TEST_F(MediaKeysTest, FollowersSeeEveryChange) {
     controller->startAllPlayback();
     QProcess follower;
-    follower.start(QStringLiteral("playerctl"),
-                   {QStringLiteral("-p"), QStringLiteral("orvanta"), QStringLiteral("--follow"),
-                    QStringLiteral("metadata"), QStringLiteral("--format"),
-                    QStringLiteral("{{status}} {{title}}")});
+    follower.start(u"playerctl"_s, u"-p orvanta --follow metadata --format"_s.split(u' ')
+                                       << u"{{status}} {{title}}"_s);
     QStringList lines;
     const auto sawLine = [&follower, &lines](const QString& line) {
-        return testutil::waitUntil(
-                   [&] {
-                       while (follower.canReadLine())
-                           lines << QString::fromUtf8(follower.readLine()).trimmed();
-                       return lines.contains(line) || follower.state() == QProcess::NotRunning;
-                   },
-                   kProcessTimeoutMs) &&
-               lines.contains(line);
+        testutil::waitUntil(
+            [&] {
+                while (follower.canReadLine())
+                    lines << QString::fromUtf8(follower.readLine()).trimmed();
+                return lines.contains(line) || follower.state() == QProcess::NotRunning;
+            },
+            kProcessTimeoutMs);
+        return lines.contains(line);
     };
 
-    EXPECT_TRUE(sawLine(QStringLiteral("Playing clip 3"))) << lines.join('\n').toStdString();
+    EXPECT_TRUE(sawLine(u"Playing clip 3"_s)) << lines.join('\n').toStdString();
     controller->pauseAllPlayback();
     handler->updatePlaybackState(false);
-    EXPECT_TRUE(sawLine(QStringLiteral("Paused clip 3"))) << lines.join('\n').toStdString();
+    EXPECT_TRUE(sawLine(u"Paused clip 3"_s)) << lines.join('\n').toStdString();
     controller->nextVideo();
     handler->updateNowPlayingInfo();
-    EXPECT_TRUE(sawLine(QStringLiteral("Paused clip 4"))) << lines.join('\n').toStdString();
+    EXPECT_TRUE(sawLine(u"Paused clip 4"_s)) << lines.join('\n').toStdString();
 
     follower.kill();
     testutil::waitUntil([&follower] { return follower.state() == QProcess::NotRunning; });

@@ -16,19 +16,12 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kDBusTimeoutMs = 10000;
 constexpr int kFastPollMs = 20;
-
-// --- the kernel's tree ------------------------------------------------------------------------
-
-void writeSupply(const QString& root, const QString& name,
-                 const QList<std::pair<const char*, const char*>>& attributes) {
-    for (const auto& [attribute, value] : attributes)
-        testutil::writeFile(QDir(root).filePath(name + QLatin1Char('/') + QLatin1String(attribute)),
-                            QByteArray(value) + '\n');
-}
 
 class SysfsPowerTest : public ::testing::Test {
 protected:
@@ -36,6 +29,11 @@ protected:
         ASSERT_TRUE(m_dir.isValid());
         m_root = m_dir.filePath("power_supply");
         ASSERT_TRUE(QDir().mkpath(m_root));
+    }
+    void set(const char* name, const QList<std::pair<const char*, const char*>>& attributes) {
+        for (const auto& [attribute, value] : attributes)
+            testutil::writeFile(m_root + u"/%1/%2"_s.arg(name, attribute),
+                                QByteArray(value) + '\n');
     }
     std::unique_ptr<PowerManager> createManager() {
         return std::make_unique<PowerManager>(PowerSource::createSysfs(m_root, kFastPollMs));
@@ -46,11 +44,10 @@ protected:
 };
 
 TEST_F(SysfsPowerTest, SystemBatteryDecidesAndPeripheralsAreIgnored) {
-    writeSupply(m_root, "AC", {{"type", "Mains"}, {"online", "0"}});
-    writeSupply(m_root, "BAT0",
-                {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "42"}});
-    writeSupply(m_root, "hidpp_battery_0",
-                {{"type", "Battery"}, {"scope", "Device"}, {"status", "Full"}, {"capacity", "97"}});
+    set("AC", {{"type", "Mains"}, {"online", "0"}});
+    set("BAT0", {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "42"}});
+    set("hidpp_battery_0",
+        {{"type", "Battery"}, {"scope", "Device"}, {"status", "Full"}, {"capacity", "97"}});
     auto manager = createManager();
     QSignalSpy published(manager.get(), &PowerManager::isOnBatteryChanged);
     EXPECT_FALSE(manager->isOnBattery()) << "published from the event loop, not at creation";
@@ -59,20 +56,20 @@ TEST_F(SysfsPowerTest, SystemBatteryDecidesAndPeripheralsAreIgnored) {
     EXPECT_EQ(manager->batteryLevel(), 42);
 
     // Plugged in: the poll notices and publishes.
-    writeSupply(m_root, "AC", {{"online", "1"}});
-    writeSupply(m_root, "BAT0", {{"status", "Charging"}});
+    set("AC", {{"online", "1"}});
+    set("BAT0", {{"status", "Charging"}});
     ASSERT_TRUE(testutil::waitUntil([&] { return !manager->isOnBattery(); }));
     EXPECT_EQ(manager->batteryLevel(), 42);
     const int afterPlugIn = published.count();
 
     // A new charge level publishes the unchanged power state again.
-    writeSupply(m_root, "BAT0", {{"capacity", "43"}});
+    set("BAT0", {{"capacity", "43"}});
     ASSERT_TRUE(testutil::waitUntil([&] { return manager->batteryLevel() == 43; }));
     ASSERT_EQ(published.count(), afterPlugIn + 1);
     EXPECT_EQ(published.last().at(0).toBool(), false);
 
     // A discharging mouse says nothing about the computer.
-    writeSupply(m_root, "hidpp_battery_0", {{"status", "Discharging"}, {"capacity", "5"}});
+    set("hidpp_battery_0", {{"status", "Discharging"}, {"capacity", "5"}});
     manager->updatePowerState();
     testutil::settle();
     EXPECT_FALSE(manager->isOnBattery());
@@ -80,23 +77,22 @@ TEST_F(SysfsPowerTest, SystemBatteryDecidesAndPeripheralsAreIgnored) {
 }
 
 TEST_F(SysfsPowerTest, LaterBatteryOverridesAndMissingStatusKeepsTheState) {
-    writeSupply(m_root, "BAT0",
-                {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "30"}});
-    writeSupply(m_root, "BAT1", {{"type", "Battery"}, {"scope", "System"}, {"capacity", "80"}});
+    set("BAT0", {{"type", "Battery"}, {"status", "Discharging"}, {"capacity", "30"}});
+    set("BAT1", {{"type", "Battery"}, {"scope", "System"}, {"capacity", "80"}});
     auto manager = createManager();
     testutil::settle();
     // BAT1 has no status: BAT0's discharging stands, BAT1's capacity wins.
     EXPECT_TRUE(manager->isOnBattery());
     EXPECT_EQ(manager->batteryLevel(), 80);
 
-    writeSupply(m_root, "BAT1", {{"status", "Not charging"}});
+    set("BAT1", {{"status", "Not charging"}});
     ASSERT_TRUE(testutil::waitUntil([&] { return !manager->isOnBattery(); }));
     EXPECT_EQ(manager->batteryLevel(), 80);
 }
 
 TEST_F(SysfsPowerTest, DesktopAndMissingTree) {
-    writeSupply(m_root, "AC", {{"type", "Mains"}, {"online", "1"}});
-    writeSupply(m_root, "ups", {{"type", "UPS"}, {"status", "Discharging"}, {"capacity", "60"}});
+    set("AC", {{"type", "Mains"}, {"online", "1"}});
+    set("ups", {{"type", "UPS"}, {"status", "Discharging"}, {"capacity", "60"}});
     auto desktop = createManager();
     QSignalSpy published(desktop.get(), &PowerManager::isOnBatteryChanged);
     testutil::settle();
@@ -113,11 +109,9 @@ TEST_F(SysfsPowerTest, DesktopAndMissingTree) {
     EXPECT_FALSE(nothing.isOnBattery());
 }
 
-// --- UPower ------------------------------------------------------------------------------------
-
-const QString kUPower = QStringLiteral("org.freedesktop.UPower");
-const QString kUPowerPath = QStringLiteral("/org/freedesktop/UPower");
-const QString kMockInterface = QStringLiteral("org.freedesktop.DBus.Mock");
+const QString kUPower = u"org.freedesktop.UPower"_s;
+const QString kUPowerPath = u"/org/freedesktop/UPower"_s;
+const QString kMockInterface = u"org.freedesktop.DBus.Mock"_s;
 
 QDBusMessage callUPower(const QString& interface, const QString& method,
                         const QVariantList& arguments, const QString& path = kUPowerPath) {
@@ -127,10 +121,9 @@ QDBusMessage callUPower(const QString& interface, const QString& method,
 }
 
 bool setOnBattery(bool onBattery) {
-    const QDBusMessage reply = callUPower(
-        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
-        {kUPower, QStringLiteral("OnBattery"), QVariant::fromValue(QDBusVariant(onBattery))});
-    return reply.type() == QDBusMessage::ReplyMessage;
+    return callUPower(u"org.freedesktop.DBus.Properties"_s, u"Set"_s,
+                      {kUPower, u"OnBattery"_s, QVariant::fromValue(QDBusVariant(onBattery))})
+               .type() == QDBusMessage::ReplyMessage;
 }
 
 // Adds devices to the shared mock and puts it back as it was when the test ends.
@@ -153,8 +146,7 @@ public:
         return path;
     }
     void remove(const QString& path) {
-        callUPower(kMockInterface, QStringLiteral("RemoveDevice"),
-                   {QVariant::fromValue(QDBusObjectPath(path))});
+        callUPower(kMockInterface, u"RemoveDevice"_s, {QVariant::fromValue(QDBusObjectPath(path))});
         m_devices.removeAll(path);
     }
 
@@ -173,33 +165,32 @@ TEST(UPowerPower, FollowsOnBatteryAndTheInternalBattery) {
     EXPECT_FALSE(manager.isOnBattery());
     EXPECT_EQ(manager.batteryLevel(), std::nullopt);
 
-    const QString battery = mock.add(
-        QStringLiteral("AddDischargingBattery"),
-        {QStringLiteral("orvanta_test_bat0"), QStringLiteral("Test battery"), 42.0, qint64(3600)});
+    const QString battery =
+        mock.add(u"AddDischargingBattery"_s,
+                 {u"orvanta_test_bat0"_s, u"Test battery"_s, 42.0, qint64(3600)});
     ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 42; }));
     EXPECT_FALSE(manager.isOnBattery()) << "the daemon still says external power";
 
     ASSERT_TRUE(setOnBattery(true));
     ASSERT_TRUE(testutil::waitUntil([&] { return manager.isOnBattery(); }));
 
-    const QDBusMessage reply = callUPower(kMockInterface, QStringLiteral("SetDeviceProperties"),
-                                          {QVariant::fromValue(QDBusObjectPath(battery)),
-                                           QVariantMap{{QStringLiteral("Percentage"), 41.4}}});
+    const QDBusMessage reply = callUPower(
+        kMockInterface, u"SetDeviceProperties"_s,
+        {QVariant::fromValue(QDBusObjectPath(battery)), QVariantMap{{u"Percentage"_s, 41.4}}});
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
     ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 41; }));
     EXPECT_TRUE(manager.isOnBattery());
     EXPECT_EQ(published.last().at(0).toBool(), true) << "the repeated value is published again";
 
     // Mains and peripherals do not count; without an internal battery there is no battery power.
-    mock.add(QStringLiteral("AddAC"), {QStringLiteral("orvanta_test_ac"), QStringLiteral("AC")});
+    mock.add(u"AddAC"_s, {u"orvanta_test_ac"_s, u"AC"_s});
     mock.remove(battery);
     ASSERT_TRUE(testutil::waitUntil([&] { return !manager.batteryLevel(); }));
     EXPECT_FALSE(manager.isOnBattery());
 
     ASSERT_TRUE(setOnBattery(false));
-    mock.add(
-        QStringLiteral("AddChargingBattery"),
-        {QStringLiteral("orvanta_test_bat1"), QStringLiteral("Test battery"), 70.0, qint64(600)});
+    mock.add(u"AddChargingBattery"_s,
+             {u"orvanta_test_bat1"_s, u"Test battery"_s, 70.0, qint64(600)});
     ASSERT_TRUE(testutil::waitUntil([&] { return manager.batteryLevel() == 70; }));
     EXPECT_FALSE(manager.isOnBattery());
 

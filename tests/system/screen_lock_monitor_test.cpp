@@ -17,6 +17,8 @@
 #include <QDBusObjectPath>
 #include <QSignalSpy>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kDBusTimeoutMs = 10000;
@@ -36,8 +38,7 @@ public:
     FakeScreenSaver(const QString& name, const QString& path)
         : m_name(name)
         , m_path(path)
-        , m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                              QStringLiteral("fake-") + name)) {}
+        , m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"fake-"_s + name)) {}
     ~FakeScreenSaver() {
         m_bus.unregisterService(m_name);
         QDBusConnection::disconnectFromBus(m_bus.name());
@@ -45,8 +46,7 @@ public:
 
     bool registerName() { return m_bus.isConnected() && m_bus.registerService(m_name); }
     bool sendActiveChanged(bool active) {
-        QDBusMessage signal =
-            QDBusMessage::createSignal(m_path, m_name, QStringLiteral("ActiveChanged"));
+        QDBusMessage signal = QDBusMessage::createSignal(m_path, m_name, u"ActiveChanged"_s);
         return m_bus.send(signal << active);
     }
 
@@ -59,13 +59,13 @@ private:
 // A round trip on the monitor's connection: once it returns, the bus has handled the
 // subscriptions that connection sent before it.
 void syncWithSessionBus() {
-    QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.x"));
+    QDBusConnection::sessionBus().interface()->isServiceRegistered(u"org.x"_s);
 }
 
 QDBusMessage callLogind(const QString& path, const QString& interface, const QString& method,
                         const QVariantList& arguments = {}) {
-    QDBusMessage message = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.login1"),
-                                                          path, interface, method);
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(u"org.freedesktop.login1"_s, path, interface, method);
     message.setArguments(arguments);
     return QDBusConnection::systemBus().call(message, QDBus::Block, kDBusTimeoutMs);
 }
@@ -73,10 +73,8 @@ QDBusMessage callLogind(const QString& path, const QString& interface, const QSt
 } // namespace
 
 TEST(ScreenLock, ScreenSaverActiveChangedLocksAndUnlocks) {
-    FakeScreenSaver gnome(QStringLiteral("org.gnome.ScreenSaver"),
-                          QStringLiteral("/org/gnome/ScreenSaver"));
-    FakeScreenSaver freedesktop(QStringLiteral("org.freedesktop.ScreenSaver"),
-                                QStringLiteral("/ScreenSaver"));
+    FakeScreenSaver gnome(u"org.gnome.ScreenSaver"_s, u"/org/gnome/ScreenSaver"_s);
+    FakeScreenSaver freedesktop(u"org.freedesktop.ScreenSaver"_s, u"/ScreenSaver"_s);
     ASSERT_TRUE(gnome.registerName());
     ASSERT_TRUE(freedesktop.registerName());
     ScreenLockMonitor monitor;
@@ -105,8 +103,7 @@ TEST(ScreenLock, ScreenSaverActiveChangedLocksAndUnlocks) {
 
     // A screen saver that appears later is heard: the monitor learns the new owner from the bus,
     // and the owner's first signal follows that news.
-    FakeScreenSaver mate(QStringLiteral("org.mate.ScreenSaver"),
-                         QStringLiteral("/org/mate/ScreenSaver"));
+    FakeScreenSaver mate(u"org.mate.ScreenSaver"_s, u"/org/mate/ScreenSaver"_s);
     ASSERT_TRUE(mate.registerName());
     ASSERT_TRUE(mate.sendActiveChanged(true));
     ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == 2; }));
@@ -116,27 +113,24 @@ TEST(ScreenLock, ScreenSaverActiveChangedLocksAndUnlocks) {
 TEST(ScreenLock, LogindSessionLockAndUnlock) {
     const QString id = qEnvironmentVariable("XDG_SESSION_ID");
     ASSERT_FALSE(id.isEmpty()) << "run inside scripts/harness";
-    const QDBusMessage session = callLogind(QStringLiteral("/org/freedesktop/login1"),
-                                            QStringLiteral("org.freedesktop.login1.Manager"),
-                                            QStringLiteral("GetSession"), {id});
+    const QDBusMessage session = callLogind(
+        u"/org/freedesktop/login1"_s, u"org.freedesktop.login1.Manager"_s, u"GetSession"_s, {id});
     ASSERT_EQ(session.type(), QDBusMessage::ReplyMessage) << session.errorMessage().toStdString();
     const QString path = session.arguments().constFirst().value<QDBusObjectPath>().path();
-    const QString sessionInterface = QStringLiteral("org.freedesktop.login1.Session");
+    const QString sessionInterface = u"org.freedesktop.login1.Session"_s;
 
     ScreenLockMonitor monitor;
     LockEvents events;
     // The mock's session emits Lock and Unlock when asked to; asking on the monitor's own
     // connection orders the request after its subscription.
     for (int round = 1; round <= 2; ++round) {
-        ASSERT_EQ(callLogind(path, sessionInterface, QStringLiteral("Lock")).type(),
-                  QDBusMessage::ReplyMessage);
+        ASSERT_EQ(callLogind(path, sessionInterface, u"Lock"_s).type(), QDBusMessage::ReplyMessage);
         ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == round; }));
         EXPECT_TRUE(monitor.isScreenLocked());
     }
     EXPECT_EQ(events.unlocks.count(), 0) << "two locks in a row post twice";
 
-    ASSERT_EQ(callLogind(path, sessionInterface, QStringLiteral("Unlock")).type(),
-              QDBusMessage::ReplyMessage);
+    ASSERT_EQ(callLogind(path, sessionInterface, u"Unlock"_s).type(), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 1; }));
     EXPECT_FALSE(monitor.isScreenLocked());
     EXPECT_EQ(events.locks.count(), 2);
@@ -144,7 +138,7 @@ TEST(ScreenLock, LogindSessionLockAndUnlock) {
 
 // Run by NoBus.MonitorsStayQuietWithoutBuses in a child process whose buses do not exist.
 TEST(NoBusChild, MonitorsReportNothing) {
-    if (qEnvironmentVariable("ORVANTA_TEST_NO_BUS") != QStringLiteral("1"))
+    if (qEnvironmentVariable("ORVANTA_TEST_NO_BUS") != u"1"_s)
         GTEST_SKIP() << "only meaningful in the child process without buses";
     EXPECT_FALSE(QDBusConnection::sessionBus().isConnected());
     EXPECT_FALSE(QDBusConnection::systemBus().isConnected());
@@ -152,7 +146,7 @@ TEST(NoBusChild, MonitorsReportNothing) {
 
     LockEvents events;
     ScreenLockMonitor monitor;
-    PowerManager power(PowerSource::createSysfs(QStringLiteral("/nonexistent/power_supply"), 20));
+    PowerManager power(PowerSource::createSysfs(u"/nonexistent/power_supply"_s, 20));
     QSignalSpy published(&power, &PowerManager::isOnBatteryChanged);
     // The default sources must come up too, whatever they find.
     PowerManager defaultPower;
@@ -173,10 +167,10 @@ TEST(NoBusChild, MonitorsReportNothing) {
 
 TEST(NoBus, MonitorsStayQuietWithoutBuses) {
     const testutil::ProcessResult result = testutil::runProcess(
-        QCoreApplication::applicationFilePath(), {QStringLiteral("--gtest_filter=NoBusChild.*")},
-        {QStringLiteral("ORVANTA_TEST_NO_BUS=1"),
-         QStringLiteral("DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/session_bus"),
-         QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system_bus")});
+        QCoreApplication::applicationFilePath(), {u"--gtest_filter=NoBusChild.*"_s},
+        {u"ORVANTA_TEST_NO_BUS=1"_s,
+         u"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/session_bus"_s,
+         u"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system_bus"_s});
     EXPECT_FALSE(result.crashed) << result.err.toStdString();
     EXPECT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
     EXPECT_TRUE(result.out.contains("no-bus child ran")) << result.out.toStdString();
