@@ -248,11 +248,8 @@ TEST_F(FolderPermissionsTest, UnreadableFolderStaysStoredButIsNotShown) {
     EXPECT_EQ(manager.folderURLs(), Urls{QUrl::fromLocalFile(open)});
     const QString failed = "Failed to access folder: " + locked;
     EXPECT_EQ(log.count(kFolders, failed), 1);
-    for (const LogCapture::Entry& entry : log.entries()) {
-        if (entry.message == failed) {
-            EXPECT_EQ(entry.type, QtCriticalMsg);
-        }
-    }
+    for (const LogCapture::Entry& entry : log.entries())
+        EXPECT_TRUE(entry.message != failed || entry.type == QtCriticalMsg);
     EXPECT_EQ(stored(), (QStringList{locked, open}));
 }
 

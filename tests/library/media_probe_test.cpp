@@ -70,10 +70,9 @@ TEST_F(MediaProbeTest, UnreadableFilesFailWithADescription) {
          "The file couldn’t be opened: No such file or directory."}};
     for (const auto& [path, expected] : cases) {
         SCOPED_TRACE(qPrintable(path));
-        QString probeError;
+        QString probeError, frameError;
         EXPECT_FALSE(MediaProbe::probe(path, &probeError));
         EXPECT_EQ(probeError, expected);
-        QString frameError;
         EXPECT_FALSE(MediaProbe::frameAt(path, 0.0, QSize(400, 400), &frameError));
         EXPECT_EQ(frameError, expected);
     }
@@ -123,8 +122,7 @@ TEST_F(MediaProbeTest, RotatedFramesAreTurnedAsFFmpegTurnsThem) {
         {clips().marker, 0}, {clips().marker90, 2}, {clips().marker180, 3}, {clips().marker270, 1}};
     for (const auto& [path, redQuadrant] : cases) {
         const QImage image = frame(path, 0.0);
-        const int w = image.width() / 2;
-        const int h = image.height() / 2;
+        const int w = image.width() / 2, h = image.height() / 2;
         for (int quadrant = 0; quadrant < 4; ++quadrant) {
             // The corner fills a quarter of its quadrant.
             const QColor average =

@@ -68,12 +68,6 @@ protected:
         return StoredJson::decodePlaylists(prefs().dataForKey(kLibraryKey).value_or(""))
             .value_or(QList<NamedPlaylist>());
     }
-    static QStringList names(const QList<PlaylistItem>& items) {
-        QStringList result;
-        for (const PlaylistItem& entry : items)
-            result.append(entry.filename);
-        return result;
-    }
     // The library's printed lines, without their "PlaylistLibrary: " prefix.
     static QStringList libraryLines(const StdoutCapture& out) {
         const QRegularExpression prefix("^PlaylistLibrary: ");
@@ -106,9 +100,7 @@ struct Effects {
         return int(posts.count());
     }
     void clear() { saves.clear(), posts.clear(), ownPosts.clear(); }
-    QSignalSpy saves;
-    QSignalSpy posts;
-    QSignalSpy ownPosts;
+    QSignalSpy saves, posts, ownPosts;
 };
 
 TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
@@ -121,7 +113,7 @@ TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
         library->createPlaylist("Evening", {item("a.mp4"), item("b.mp4")});
     EXPECT_FALSE(evening.id.isNull());
     EXPECT_EQ(evening.name, "Evening");
-    EXPECT_EQ(names(evening.items), (QStringList{"a.mp4", "b.mp4"}));
+    EXPECT_EQ(testutil::fileNames(evening.items), (QStringList{"a.mp4", "b.mp4"}));
     EXPECT_FALSE(evening.shuffleEnabled);
     EXPECT_TRUE(evening.loopEnabled);
     EXPECT_EQ(evening.sortOrder, PlaylistSortOrder::Manual);
@@ -136,15 +128,14 @@ TEST_F(PlaylistLibraryTest, CreatingAndDuplicatingSaveWithoutAnnouncing) {
     library->updatePlaylist(changed);
     effects.clear();
 
+    // A copy has its own id, name and dates; its entries keep their ids.
     const NamedPlaylist copy = library->duplicatePlaylist(library->playlists().at(0));
-    EXPECT_EQ(copy.name, "Evening Copy");
     EXPECT_NE(copy.id, evening.id);
-    EXPECT_EQ(copy.items, evening.items); // entries keep their ids
-    EXPECT_TRUE(copy.shuffleEnabled);
-    EXPECT_FALSE(copy.loopEnabled);
-    EXPECT_EQ(copy.sortOrder, PlaylistSortOrder::Resolution);
     EXPECT_GE(copy.createdDate, evening.createdDate);
-    EXPECT_EQ(copy.modifiedDate, copy.createdDate);
+    NamedPlaylist expected = changed;
+    expected.id = copy.id, expected.name = "Evening Copy";
+    expected.createdDate = expected.modifiedDate = copy.createdDate;
+    EXPECT_EQ(copy, expected);
     EXPECT_EQ(library->duplicatePlaylist(copy).name, "Evening Copy Copy");
     EXPECT_EQ(library->duplicatePlaylist(copy, "Night").name, "Night");
     ASSERT_EQ(library->playlists().size(), 4);
@@ -190,7 +181,7 @@ TEST_F(PlaylistLibraryTest, ChangesSaveAndAnnounceOnce) {
 
     // Files already there are skipped; two new entries for one file are both added.
     library->addItems({item("b.mp4"), item("c.mp4"), item("d.mp4"), item("c.mp4")}, evening.id);
-    EXPECT_EQ(names(library->playlists().at(0).items),
+    EXPECT_EQ(testutil::fileNames(library->playlists().at(0).items),
               (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mp4", "c.mp4"}));
     EXPECT_EQ(library->playlists().at(0).items.at(1).id, evening.items.at(1).id);
     expectSavedAndAnnounced("add");
@@ -348,7 +339,7 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     ASSERT_EQ(library->playlists().size(), 1);
     const NamedPlaylist created = library->playlists().at(0);
     EXPECT_EQ(created.name, kAllVideos);
-    EXPECT_EQ(names(created.items), (QStringList{"a.mp4", "b.mp4"}));
+    EXPECT_EQ(testutil::fileNames(created.items), (QStringList{"a.mp4", "b.mp4"}));
     EXPECT_EQ(created.items.at(0).folderPath, evening);
     EXPECT_EQ(stored(), library->playlists());
     EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), created.id);
@@ -363,7 +354,7 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     const QString morning = folder("morning", {"d.mkv"});
     ASSERT_TRUE(syncAfter(*library, [&] { folders.addFolder(QUrl::fromLocalFile(morning)); }));
     NamedPlaylist grown = library->playlists().at(0);
-    EXPECT_EQ(names(grown.items), (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mkv"}));
+    EXPECT_EQ(testutil::fileNames(grown.items), (QStringList{"a.mp4", "b.mp4", "c.mp4", "d.mkv"}));
     EXPECT_EQ(grown.items.at(0), created.items.at(0));
     EXPECT_EQ(grown.items.at(1).id, created.items.at(1).id);
     EXPECT_TRUE(grown.items.at(1).isExcluded);
@@ -374,9 +365,10 @@ TEST_F(PlaylistLibraryTest, AllVideosGrowsAndShrinksWithTheFolders) {
     out.clear();
     ASSERT_TRUE(QFile::remove(evening + "/a.mp4"));
     ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
-    EXPECT_EQ(names(library->playlists().at(0).items), (QStringList{"b.mp4", "c.mp4", "d.mkv"}));
+    EXPECT_EQ(testutil::fileNames(library->playlists().at(0).items),
+              (QStringList{"b.mp4", "c.mp4", "d.mkv"}));
     ASSERT_TRUE(syncAfter(*library, [&] { folders.removeFolder(0); }));
-    EXPECT_EQ(names(library->playlists().at(0).items), QStringList{"d.mkv"});
+    EXPECT_EQ(testutil::fileNames(library->playlists().at(0).items), QStringList{"d.mkv"});
     EXPECT_EQ(stored(), library->playlists());
 
     // No folders left: the playlist empties, unlike a screen's own list.
@@ -417,7 +409,7 @@ TEST_F(PlaylistLibraryTest, RenamingAllVideosMakesTheNextSyncCreateOneAndNoAssig
     // Of two playlists with the name, only the first is synchronised.
     const NamedPlaylist second = library->createPlaylist(kAllVideos, {item("other.mp4")});
     ASSERT_TRUE(syncAfter(*library, [&] { library->scheduleAllVideosSync(); }));
-    EXPECT_EQ(names(library->playlists().at(1).items), QStringList{"a.mp4"});
+    EXPECT_EQ(testutil::fileNames(library->playlists().at(1).items), QStringList{"a.mp4"});
     EXPECT_EQ(library->playlists().at(2), second);
     // A new library reads them all back in order.
     EXPECT_EQ(PlaylistLibrary(prefs()).playlists(), library->playlists());

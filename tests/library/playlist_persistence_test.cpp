@@ -44,9 +44,12 @@ protected:
             urls.append(file(path));
         return urls;
     }
-    PlaylistItem storedItem(const QString& relativePath, double addedDate) {
+    PlaylistItem storedItem(const QString& relativePath, double addedDate, bool excluded = false,
+                            std::optional<qint64> order = {}) {
         PlaylistItem item = PlaylistItem::forFile(file(relativePath));
         item.addedDate = Timestamp{addedDate};
+        item.isExcluded = excluded;
+        item.customOrder = order;
         return item;
     }
     static void store(const QString& screen, const QList<PlaylistItem>& items) {
@@ -60,12 +63,6 @@ protected:
     static QHash<QString, VideoMetadata> cache() {
         return StoredJson::decodeMetadataCache(prefs().dataForKey(kMetadataKey).value_or(""))
             .value_or(QHash<QString, VideoMetadata>());
-    }
-    static QStringList names(const QList<PlaylistItem>& items) {
-        QStringList result;
-        for (const PlaylistItem& item : items)
-            result.append(item.filename);
-        return result;
     }
 
     QTemporaryDir m_dir;
@@ -89,12 +86,11 @@ TEST_F(PlaylistPersistenceTest, AFreshScreenHasDefaultsAndOneInstanceInTheRegist
 TEST_F(PlaylistPersistenceTest, ALoopKeyThatIsNoBooleanIsOnAndAnAssignmentThatIsNoUuidIsNone) {
     // Each row is one screen's stored loop value and assignment; both are left as they were.
     const std::pair<QVariant, QVariant> cases[] = {
-        {QVariant(qint64(0)), QVariant(QStringLiteral("evening"))},
-        {QVariant(QStringLiteral("false")),
-         QVariant(QStringLiteral("{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}"))},
-        {QVariant(0.0), QVariant(QStringLiteral("E621E1F8C36C495A93FC0C247A3E6E5F"))},
+        {QVariant(qint64(0)), QVariant("evening")},
+        {QVariant("false"), QVariant("{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}")},
+        {QVariant(0.0), QVariant("E621E1F8C36C495A93FC0C247A3E6E5F")},
         {QVariant(QByteArray("0")), QVariant(QString(""))},
-        {QVariant(QStringLiteral("off")), QVariant(qint64(7))}};
+        {QVariant("off"), QVariant(qint64(7))}};
     int screen = 0;
     for (const auto& [loop, assigned] : cases) {
         const QString id = QString::number(++screen);
@@ -169,7 +165,7 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
     screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
     EXPECT_EQ(itemsSpy.count(), 1);
-    ASSERT_EQ(names(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
+    ASSERT_EQ(testutil::fileNames(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
     EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath("sub"));
     EXPECT_EQ(stored("1"), screen.items());
 
@@ -177,13 +173,13 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     screen.toggleExclusion(screen.items().at(1).id);
     screen.moveItems({2}, 0);
     const QList<PlaylistItem> before = screen.items();
-    ASSERT_EQ(names(before), (QStringList{"c.mp4", "a.mp4", "b.mp4"}));
+    ASSERT_EQ(testutil::fileNames(before), (QStringList{"c.mp4", "a.mp4", "b.mp4"}));
 
     screen.syncWithFolderContents(files({"b.mp4", "a.mp4", "sub/c.mp4"}));
     EXPECT_EQ(screen.items(), (QList<PlaylistItem>{before.at(2), before.at(1), before.at(0)}));
     EXPECT_EQ(stored("1"), screen.items());
     // Play order still follows the hand-made order, without the excluded b.
-    EXPECT_EQ(names(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
+    EXPECT_EQ(testutil::fileNames(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
     EXPECT_EQ(screen.excludedCount(), 1);
 
@@ -199,10 +195,8 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
 }
 
 TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata) {
-    PlaylistItem a = storedItem("a.mp4", 10);
+    PlaylistItem a = storedItem("a.mp4", 10, true, 1);
     a.applyMetadata({42.5, 1920, 1080});
-    a.isExcluded = true;
-    a.customOrder = 1;
     PlaylistItem b = storedItem("b.mp4", 20);
     store("1", {a, b});
     PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
@@ -210,7 +204,7 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
     EXPECT_EQ(cache().value(a.lookupKey()), (VideoMetadata{42.5, 1920, 1080}));
 
     screen.syncWithFolderContents(files({"b.mp4"}));
-    EXPECT_EQ(names(screen.items()), QStringList{"b.mp4"});
+    EXPECT_EQ(testutil::fileNames(screen.items()), QStringList{"b.mp4"});
     // The cache keeps what it had.
     EXPECT_TRUE(cache().contains(a.lookupKey()));
 
@@ -220,10 +214,8 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
     EXPECT_NE(back.id, a.id);
     EXPECT_GT(back.addedDate, a.addedDate);
     // Exclusion and order are not regained; the metadata is.
-    back.id = a.id;
-    back.addedDate = a.addedDate;
-    a.isExcluded = false;
-    a.customOrder.reset();
+    back.id = a.id, back.addedDate = a.addedDate;
+    a.isExcluded = false, a.customOrder.reset();
     EXPECT_EQ(back, a);
     EXPECT_EQ(screen.items().at(1), b);
 
@@ -234,8 +226,7 @@ TEST_F(PlaylistPersistenceTest, AFileThatReturnsIsANewItemButRegainsItsMetadata)
 }
 
 TEST_F(PlaylistPersistenceTest, StoredItemsWithTheSameFileMergeFirstOneFirst) {
-    PlaylistItem first = storedItem("a.mp4", 10);
-    first.isExcluded = true;
+    const PlaylistItem first = storedItem("a.mp4", 10, true);
     PlaylistItem second = storedItem("a.mp4", 20);
     PlaylistItem b = storedItem("b.mp4", 30);
     store("1", {first, second, b});
@@ -270,7 +261,7 @@ TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
     for (const auto& [from, to, expected] : moves) {
         SCOPED_TRACE(to);
         screen.moveItems(from, to);
-        EXPECT_EQ(names(screen.enabledItems()), expected);
+        EXPECT_EQ(testutil::fileNames(screen.enabledItems()), expected);
         for (qsizetype n = 0; n < screen.items().size(); ++n)
             EXPECT_EQ(screen.items().at(n).customOrder, n);
         EXPECT_EQ(stored("1"), screen.items());
@@ -283,19 +274,12 @@ TEST_F(PlaylistPersistenceTest, MovingItemsNumbersThemAndPlayOrderFollows) {
 }
 
 TEST_F(PlaylistPersistenceTest, ItemsWithoutACustomOrderFollowOldestFirst) {
-    PlaylistItem newest = storedItem("newest.mp4", 300);
-    PlaylistItem oldest = storedItem("oldest.mp4", 100);
-    PlaylistItem placedLast = storedItem("placed-last.mp4", 50);
-    placedLast.customOrder = 9;
-    PlaylistItem middle = storedItem("middle.mp4", 200);
-    PlaylistItem middleToo = storedItem("middle-too.mp4", 200);
-    PlaylistItem placedFirst = storedItem("placed-first.mp4", 400);
-    placedFirst.customOrder = 2;
-    PlaylistItem excluded = storedItem("excluded.mp4", 0);
-    excluded.isExcluded = true;
-    store("1", {newest, oldest, placedLast, middle, middleToo, placedFirst, excluded});
+    store("1", {storedItem("newest.mp4", 300), storedItem("oldest.mp4", 100),
+                storedItem("placed-last.mp4", 50, false, 9), storedItem("middle.mp4", 200),
+                storedItem("middle-too.mp4", 200), storedItem("placed-first.mp4", 400, false, 2),
+                storedItem("excluded.mp4", 0, true)});
     const PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
-    EXPECT_EQ(names(screen.enabledItems()),
+    EXPECT_EQ(testutil::fileNames(screen.enabledItems()),
               (QStringList{"placed-first.mp4", "placed-last.mp4", "oldest.mp4", "middle.mp4",
                            "middle-too.mp4", "newest.mp4"}));
     EXPECT_EQ(screen.excludedCount(), 1);
@@ -314,7 +298,7 @@ TEST_F(PlaylistPersistenceTest, ExclusionsAndCopyingAnotherScreensSettings) {
     EXPECT_TRUE(one.enabledItems().isEmpty());
     EXPECT_EQ(stored("1"), one.items());
     one.toggleExclusion(one.items().at(1).id);
-    EXPECT_EQ(names(one.enabledItems()), QStringList{"b.mp4"});
+    EXPECT_EQ(testutil::fileNames(one.enabledItems()), QStringList{"b.mp4"});
     EXPECT_EQ(stored("1"), one.items());
     one.moveItems({2}, 0);
     one.setShuffleEnabled(true);
@@ -377,7 +361,7 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
         {QVariant(QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")")),
          R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","filename")",
          "The data couldn\u2019t be read because it isn\u2019t in the correct format."},
-        {QVariant(QStringLiteral("a.mp4, b.mp4")), "\"a.mp4, b.mp4\"", ""}};
+        {QVariant("a.mp4, b.mp4"), "\"a.mp4, b.mp4\"", ""}};
     int screenNumber = 6;
     for (const auto& [damaged, keptBytes, reason] : cases) {
         SCOPED_TRACE(keptBytes.toStdString());
@@ -403,7 +387,7 @@ TEST_F(PlaylistPersistenceTest, UnreadableStoredItemsAreKeptAsideBeforeTheyAreOv
         ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
         EXPECT_EQ(kept.readAll(), keptBytes);
         EXPECT_EQ(stored(id), screen.items());
-        EXPECT_EQ(names(screen.items()), QStringList{"a.mp4"});
+        EXPECT_EQ(testutil::fileNames(screen.items()), QStringList{"a.mp4"});
 
         // Kept once: later saves print nothing more.
         out.clear();
@@ -421,7 +405,7 @@ TEST_F(PlaylistPersistenceTest, UnreadableItemsReplacedMeanwhileAreNotKept) {
     out.clear();
     screen.syncWithFolderContents(files({"a.mp4"}));
     EXPECT_TRUE(out.lines().isEmpty()) << out.text().toStdString();
-    EXPECT_EQ(names(stored("7")), QStringList{"a.mp4"});
+    EXPECT_EQ(testutil::fileNames(stored("7")), QStringList{"a.mp4"});
 }
 
 } // namespace

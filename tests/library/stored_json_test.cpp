@@ -31,29 +31,14 @@ QJsonValue parsed(const QByteArray& json) {
 }
 
 PlaylistItem item(const QString& filename, const QString& folderPath = "/videos") {
-    PlaylistItem result;
-    result.id = QUuid::createUuid();
-    result.filename = filename;
-    result.folderPath = folderPath;
-    result.addedDate = Timestamp{100.0};
-    return result;
-}
-
-QStringList names(const QList<PlaylistItem>& items) {
-    QStringList result;
-    for (const PlaylistItem& entry : items)
-        result.append(entry.filename);
-    return result;
+    return {QUuid::createUuid(), filename, folderPath, false, {}, Timestamp{100.0}, {}, {}, {}};
 }
 
 TEST(StoredJsonItems, ReadsAndWritesTheStoredForm) {
-    PlaylistItem full = item("beach.mp4", "/home/me/Videos");
-    full.id = QUuid::fromString(QLatin1String(kItemId));
-    full.isExcluded = true;
-    full.customOrder = 0; // present though zero
-    full.addedDate = Timestamp{0};
-    full.applyMetadata({12.5, 1920, 1080});
-    PlaylistItem bare = item("city.mkv", "/home/me/Videos");
+    // The custom order is present though zero.
+    const QString folder = "/home/me/Videos";
+    const PlaylistItem full{QUuid(kItemId), "beach.mp4", folder, true, 0, {}, 12.5, 1920, 1080};
+    PlaylistItem bare = item("city.mkv", folder);
     bare.id = QUuid::fromString(QLatin1String("E621E1F8-C36C-495A-93FC-0C247A3E6E60"));
     bare.addedDate =
         Timestamp::fromDateTime(QDateTime(QDate(2023, 1, 1), QTime(0, 0, 0, 250), Qt::UTC));
@@ -368,14 +353,13 @@ TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrde
     for (const char* name : {"banana", "fig", "Apple", "\u00E9clair", "apple"})
         items.append(item(QString::fromUtf8(name)));
     // No custom orders: the stored order.
-    EXPECT_EQ(names(NamedPlaylist::sorted(items, PlaylistSortOrder::Manual)), names(items));
+    EXPECT_EQ(testutil::fileNames(NamedPlaylist::sorted(items, PlaylistSortOrder::Manual)),
+              testutil::fileNames(items));
     // Each order's key, set apart from the others' so that the rows stay independent.
-    items[1].customOrder = 7;
+    items[1].customOrder = items[4].customOrder = 7;
     items[3].customOrder = 2;
-    items[4].customOrder = 7;
-    items[0].addedDate = Timestamp{50.0};
+    items[0].addedDate = items[4].addedDate = Timestamp{50.0};
     items[1].addedDate = Timestamp{-10.0};
-    items[4].addedDate = Timestamp{50.0};
     items[0].applyMetadata({30.0, 1920, 1080});
     items[1].applyMetadata({10.0, 3840, 2160});
     items[2].applyMetadata({std::nullopt, 4000, std::nullopt}); // no height: unknown size
@@ -390,7 +374,7 @@ TEST(PlaylistSortOrderValues, EachOrderSortsByItsKeyUnknownFirstTiesInStoredOrde
         {PlaylistSortOrder::Name, {"Apple", "apple", "banana", eclair, "fig"}}};
     for (const auto& [order, expected] : cases) {
         SCOPED_TRACE(PlaylistSortOrders::label(order).toStdString());
-        EXPECT_EQ(names(NamedPlaylist::sorted(items, order)), expected);
+        EXPECT_EQ(testutil::fileNames(NamedPlaylist::sorted(items, order)), expected);
     }
     QLocale::setDefault(previous);
 }

@@ -70,8 +70,7 @@ protected:
         ~PoolBlocker() { release(); }
         void release() { go.release(std::exchange(count, 0)); }
         int count = QThreadPool::globalInstance()->maxThreadCount();
-        QSemaphore started;
-        QSemaphore go;
+        QSemaphore started, go;
     };
 
     std::unique_ptr<ThumbnailCache> m_cache;
@@ -156,9 +155,8 @@ TEST_F(ThumbnailCacheTest, SecondRequestGetsNothingWhenGenerationTakesLonger) {
 TEST_F(ThumbnailCacheTest, FailurePrintsALineOncePerGenerationAndIsTriedAgainNextTime) {
     StdoutCapture output;
     // Concurrent requests for one file generate once.
-    const std::shared_ptr<Delivery> first = request(clips().audioOnly);
-    const std::shared_ptr<Delivery> second = request(clips().audioOnly);
-    const std::shared_ptr<Delivery> third = request(clips().audioOnly);
+    const auto first = request(clips().audioOnly), second = request(clips().audioOnly),
+               third = request(clips().audioOnly);
     ASSERT_TRUE(testutil::waitUntil(
         [&] { return first->calls > 0 && second->calls > 0 && third->calls > 0; }));
     for (const auto& delivery : {first, second, third}) {
@@ -175,16 +173,15 @@ TEST_F(ThumbnailCacheTest, FailurePrintsALineOncePerGenerationAndIsTriedAgainNex
 }
 
 TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
+    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
     QList<QUrl> urls;
+    QList<std::shared_ptr<Delivery>> deliveries;
     for (int i = 0; i < 60; ++i) {
         const QString path = clips().folder + QStringLiteral("/copy-%1.mp4").arg(i);
         ASSERT_TRUE(QFile::exists(path) || QFile::copy(clips().tiny, path));
         urls.append(QUrl::fromLocalFile(path));
+        deliveries.append(request(path));
     }
-    QSignalSpy changed(m_cache.get(), &ThumbnailCache::cachedURLsChanged);
-    QList<std::shared_ptr<Delivery>> deliveries;
-    for (const QUrl& url : urls)
-        deliveries.append(request(url.toLocalFile()));
     ASSERT_TRUE(testutil::waitUntil([&] {
         return std::all_of(deliveries.begin(), deliveries.end(),
                            [](const auto& delivery) { return delivery->calls > 0; });
@@ -209,12 +206,11 @@ TEST_F(ThumbnailCacheTest, SixtyThumbnailsAreAllCountedThoughFiftyAreKept) {
 }
 
 TEST_F(ThumbnailCacheTest, MemorySizesReadInBinaryUnits) {
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1), "1 byte");
-    EXPECT_EQ(ThumbnailCache::memorySizeText(512), "512 bytes");
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1024), "1 KB");
-    EXPECT_EQ(ThumbnailCache::memorySizeText(1048575), "1.0 MB");
-    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000), "4.8 MB");
-    EXPECT_EQ(ThumbnailCache::memorySizeText(5000000000), "4.66 GB");
+    const std::pair<qint64, const char*> cases[] = {{1, "1 byte"},       {512, "512 bytes"},
+                                                    {1024, "1 KB"},      {1048575, "1.0 MB"},
+                                                    {5000000, "4.8 MB"}, {5000000000, "4.66 GB"}};
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(ThumbnailCache::memorySizeText(bytes), text) << bytes;
 }
 
 } // namespace

@@ -27,8 +27,7 @@ protected:
         ASSERT_TRUE(m_dir.isValid());
     }
 
-    static inline QByteArray s_mp4;
-    static inline QByteArray s_transportStream;
+    static inline QByteArray s_mp4, s_transportStream;
     QTemporaryDir m_dir;
 };
 

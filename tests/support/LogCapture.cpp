@@ -42,10 +42,9 @@ QList<LogCapture::Entry> LogCapture::entries() const {
 QStringList LogCapture::messages(const QString& category) const {
     QMutexLocker locker(&m_mutex);
     QStringList result;
-    for (const Entry& entry : m_entries) {
+    for (const Entry& entry : m_entries)
         if (entry.category == category)
             result.append(entry.message);
-    }
     return result;
 }
 

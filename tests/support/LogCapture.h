@@ -17,8 +17,7 @@ public:
 
     LogCapture();
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
+    Q_DISABLE_COPY(LogCapture)
 
     QList<Entry> entries() const;
     // Messages of one category, in order.

@@ -32,10 +32,8 @@ StdoutCapture::~StdoutCapture() {
     m_start = 0;
     const QByteArray all = readAll();
     close(m_file);
-    if (!all.isEmpty()) {
-        std::fwrite(all.constData(), 1, size_t(all.size()), stdout);
-        std::fflush(stdout);
-    }
+    std::fwrite(all.constData(), 1, size_t(all.size()), stdout);
+    std::fflush(stdout);
 }
 
 QByteArray StdoutCapture::readAll() const {

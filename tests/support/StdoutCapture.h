@@ -10,8 +10,7 @@ class StdoutCapture {
 public:
     StdoutCapture();
     ~StdoutCapture();
-    StdoutCapture(const StdoutCapture&) = delete;
-    StdoutCapture& operator=(const StdoutCapture&) = delete;
+    Q_DISABLE_COPY(StdoutCapture)
 
     // Everything written since the capture started (or since clear()).
     QString text() const;
@@ -24,7 +23,6 @@ public:
 private:
     QByteArray readAll() const;
 
-    int m_savedStdout = -1;
-    int m_file = -1;
+    int m_savedStdout = -1, m_file = -1;
     qint64 m_start = 0;
 };

@@ -99,12 +99,10 @@ bool ffmpeg(const QStringList& arguments, QString* error) {
                           : runProcess(program, QStringList{"-v", "error", "-y"} + arguments);
     if (result.exitCode == 0)
         return true;
-    if (error) {
+    if (error)
         *error = program.isEmpty()
                      ? QString("ffmpeg is not installed")
-                     : QStringLiteral("ffmpeg %1: %2")
-                           .arg(arguments.join(u' '), QString::fromLocal8Bit(result.err));
-    }
+                     : "ffmpeg " + arguments.join(u' ') + ": " + QString::fromLocal8Bit(result.err);
     return false;
 }
 
@@ -173,6 +171,13 @@ void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         file.write(bytes);
+}
+
+QStringList fileNames(const QList<PlaylistItem>& items) {
+    QStringList names;
+    for (const PlaylistItem& item : items)
+        names.append(item.filename);
+    return names;
 }
 
 } // namespace testutil

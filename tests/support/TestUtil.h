@@ -1,5 +1,7 @@
 #pragma once
 
+#include "library/PlaylistItem.h"
+
 #include <QByteArray>
 #include <QColor>
 #include <QImage>
@@ -35,8 +37,7 @@ void waitTimerPeriods(int intervalMs, int periods = 2);
 struct ProcessResult {
     int exitCode = -1;
     bool crashed = false;
-    QByteArray out;
-    QByteArray err;
+    QByteArray out, err;
 };
 
 // Runs a program to its end with the current environment plus extraEnv ("NAME=value").
@@ -78,5 +79,8 @@ QString primaryName(const QImage& image);
 
 // Writes bytes to a file, creating parent folders.
 void writeFile(const QString& path, const QByteArray& bytes);
+
+// The items' file names, in order.
+QStringList fileNames(const QList<PlaylistItem>& items);
 
 } // namespace testutil

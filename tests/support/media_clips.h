@@ -13,21 +13,14 @@ struct Clips {
     // The landscape clip with a 90° display rotation: shown 180×320.
     QString portrait;
     // 1920×1080, a few frames; and the same with a 90° display rotation.
-    QString fullHD;
-    QString fullHDPortrait;
+    QString fullHD, fullHDPortrait;
     // 320×180, 1 s, blue with a red top-left corner; and with 90°, 180° and 270° rotations.
-    QString marker;
-    QString marker90;
-    QString marker180;
-    QString marker270;
+    QString marker, marker90, marker180, marker270;
     // 2 s of a sine tone in AAC, no video.
     QString audioOnly;
     // Text under a video name; an empty file; the first half of an MP4 whose index is at its
     // end; an MP4 with its index first, cut after 60 % of its bytes.
-    QString notVideo;
-    QString empty;
-    QString truncated;
-    QString cut;
+    QString notVideo, empty, truncated, cut;
     // 5.04 s at 25 frames a second: red before 0.5 s, green from 0.5 to 0.6 s, blue after.
     QString shortColours;
     // 12 s at 25 frames a second, a key frame every 12 frames: red before 1 s, green from 1 to
