@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -41,13 +43,8 @@ QStringList args(const char* line) {
 }
 
 TEST_F(DefaultsCommandTest, WritesEveryTypeAndReadsItBack) {
-    struct Case {
-        QStringList write;
-        QString printed;
-        QString type;
-        QVariant stored;
-    };
-    const QList<Case> cases = {
+    // The write command's arguments, what read and read-type print, the value stored.
+    const QList<std::tuple<QStringList, QString, QString, QVariant>> cases = {
         {args("audioMuted -bool false"), u"false\n"_s, u"boolean\n"_s, QVariant(false)},
         {args("pauseOnBattery -boolean YES"), u"true\n"_s, u"boolean\n"_s, QVariant(true)},
         {args("videoScaling -int -42"), u"-42\n"_s, u"integer\n"_s, QVariant(qint64(-42))},
@@ -65,20 +62,19 @@ TEST_F(DefaultsCommandTest, WritesEveryTypeAndReadsItBack) {
          QVariantList{u"a b"_s, qint64(3), QByteArray("\xff"), 2.5, false, u"-int"_s}},
         {args("none -array"), u"()\n"_s, u"array\n"_s, QVariant(QVariantList{})},
     };
-    for (const Case& c : cases) {
-        const QString key = c.write.first();
-        ok(QStringList{u"write"_s} + c.write);
-        EXPECT_EQ(ok({u"read"_s, key}), c.printed) << qPrintable(key);
-        EXPECT_EQ(ok({u"read-type"_s, key}), c.type) << qPrintable(key);
+    for (const auto& [write, printed, type, stored] : cases) {
+        ok(QStringList{u"write"_s} + write);
+        EXPECT_EQ(ok({u"read"_s, write.first()}), printed) << qPrintable(write.first());
+        EXPECT_EQ(ok({u"read-type"_s, write.first()}), type) << qPrintable(write.first());
     }
 
     // What the tool wrote is what the program reads, with the same types.
     Preferences store(storePath());
-    for (const Case& c : cases) {
-        const QString key = c.write.first();
-        const QVariant value = store.objectForKey(key);
-        EXPECT_EQ(Preferences::typeOf(value), Preferences::typeOf(c.stored)) << qPrintable(key);
-        EXPECT_EQ(value, c.stored) << qPrintable(key);
+    for (const auto& [write, printed, type, stored] : cases) {
+        const QVariant value = store.objectForKey(write.first());
+        EXPECT_EQ(Preferences::typeOf(value), Preferences::typeOf(stored))
+            << qPrintable(write.first());
+        EXPECT_EQ(value, stored) << qPrintable(write.first());
     }
 }
 

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -89,33 +90,23 @@ TEST_F(PreferencesTest, AbsentIsToldApartFromZeroAndTypedReadsOfOtherTypes) {
     EXPECT_FALSE(m_store->objectForKey(u"audioMuted"_s).isValid());
     EXPECT_FALSE(Preferences(path()).objectForKey(u"audioMuted"_s).isValid());
 
-    m_store->set(u"text"_s, u"true"_s);
-    m_store->set(u"one"_s, u"1"_s);
-    m_store->set(u"positive"_s, 2.9);
-    m_store->set(u"negative"_s, -2.9);
-    m_store->set(u"huge"_s, 1e300);
-    m_store->set(u"three"_s, 3);
-    m_store->set(u"yes"_s, true);
-    m_store->set(u"bytes"_s, QByteArray("abc"));
-
-    // Strings are never parsed: "true" and "1" are text, not a boolean or a number.
-    EXPECT_FALSE(m_store->boolForKey(u"text"_s));
-    EXPECT_EQ(m_store->integerForKey(u"one"_s), 0);
-    EXPECT_EQ(m_store->doubleForKey(u"one"_s), 0.0);
-    // Numbers convert among themselves.
-    EXPECT_EQ(m_store->integerForKey(u"positive"_s), 2);
-    EXPECT_EQ(m_store->integerForKey(u"negative"_s), -2);
-    EXPECT_EQ(m_store->integerForKey(u"huge"_s), 0);
-    EXPECT_TRUE(m_store->boolForKey(u"positive"_s));
-    EXPECT_EQ(m_store->doubleForKey(u"three"_s), 3.0);
-    EXPECT_TRUE(m_store->boolForKey(u"three"_s));
-    EXPECT_EQ(m_store->integerForKey(u"yes"_s), 1);
-    EXPECT_EQ(m_store->doubleForKey(u"yes"_s), 1.0);
-    // The other readers answer only for their own type.
-    EXPECT_FALSE(m_store->stringForKey(u"three"_s).has_value());
-    EXPECT_FALSE(m_store->dataForKey(u"text"_s).has_value());
-    EXPECT_FALSE(m_store->arrayForKey(u"bytes"_s).has_value());
-    EXPECT_FALSE(m_store->stringForKey(u"bytes"_s).has_value());
+    // Strings are never parsed ("true" and "1" are text, not a boolean or a number), numbers
+    // convert among themselves, and the other readers answer only for their own type.
+    const std::tuple<const char*, QVariant, bool, qint64, double> typed[] = {
+        {"text", u"true"_s, false, 0, 0.0}, {"one", u"1"_s, false, 0, 0.0},
+        {"positive", 2.9, true, 2, 2.9},    {"negative", -2.9, true, -2, -2.9},
+        {"huge", 1e300, true, 0, 1e300},    {"three", 3, true, 3, 3.0},
+        {"yes", true, true, 1, 1.0},        {"bytes", QByteArray("abc"), false, 0, 0.0}};
+    for (const auto& [key, value, asBool, asInteger, asDouble] : typed) {
+        const QString name = QString::fromLatin1(key);
+        ASSERT_TRUE(m_store->setValue(name, value)) << key;
+        EXPECT_EQ(m_store->boolForKey(name), asBool) << key;
+        EXPECT_EQ(m_store->integerForKey(name), asInteger) << key;
+        EXPECT_EQ(m_store->doubleForKey(name), asDouble) << key;
+        EXPECT_EQ(m_store->stringForKey(name).has_value(), value.typeId() == QMetaType::QString);
+        EXPECT_EQ(m_store->dataForKey(name).has_value(), value.typeId() == QMetaType::QByteArray);
+        EXPECT_FALSE(m_store->arrayForKey(name).has_value()) << key;
+    }
     EXPECT_EQ(m_store->stringForKey(u"text"_s), u"true"_s);
 }
 

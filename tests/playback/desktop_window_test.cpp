@@ -97,6 +97,14 @@ protected:
     // The clip whose colour the desktop shows at a point; empty for anything else.
     static QString shownClip(QPoint point) { return testutil::primaryName(desktopPixel(point)); }
 
+    // Waits until the desktop shows a clip at a point; names the colour there if it never does.
+    static ::testing::AssertionResult showsClip(QPoint point, const QString& clip) {
+        if (testutil::waitUntil([&] { return shownClip(point) == clip; }))
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure()
+               << clip.toStdString() << " not shown: " << desktopPixel(point).name().toStdString();
+    }
+
     static inline std::unique_ptr<QTemporaryDir> s_dir;
 };
 
@@ -300,10 +308,8 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
     // Each screen shows its first video where its window is, and frames go on being drawn and
     // shown while it plays.
     for (const auto& controller : controllers) {
-        const QPoint centre = controller->screen()->geometry().center();
-        const QString clip = clipName(controller->playerManager()->currentVideoURL());
-        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == clip; }))
-            << clip.toStdString() << " " << desktopPixel(centre).name().toStdString();
+        ASSERT_TRUE(showsClip(controller->screen()->geometry().center(),
+                              clipName(controller->playerManager()->currentVideoURL())));
         VideoSurface* surface = controller->videoView()->surfaceB();
         const VideoRenderer* renderer = surface->player()->renderer();
         const quint64 rendered = renderer->renderedFrames(), shown = surface->shownFrames();
@@ -321,13 +327,8 @@ TEST_F(DesktopWindowTest, ThePictureIsTheRightWayUp) {
     controller.playerManager()->play();
     ASSERT_TRUE(waitForFirstFrame(controller.videoView()));
     const QRect screen = controller.screen()->geometry();
-    const QPoint top(screen.center().x(), screen.top() + screen.height() / 4);
-    const QPoint bottom(screen.center().x(), screen.bottom() - screen.height() / 4);
-    ASSERT_TRUE(testutil::waitUntil([&] {
-        return shownClip(top) == u"blue"_s && shownClip(bottom) == u"red"_s;
-    })) << "top "
-        << desktopPixel(top).name().toStdString() << ", bottom "
-        << desktopPixel(bottom).name().toStdString();
+    EXPECT_TRUE(showsClip({screen.center().x(), screen.top() + screen.height() / 4}, u"blue"_s));
+    EXPECT_TRUE(showsClip({screen.center().x(), screen.bottom() - screen.height() / 4}, u"red"_s));
 }
 
 TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
@@ -361,7 +362,7 @@ TEST_F(DesktopWindowTest, TransitionsEndWithTheIncomingSurfaceAloneOnScreen) {
         const QPoint centre = controller.screen()->geometry().center();
         // From a settled picture: the previous transition's last paint may still be on its way.
         const QString from = clipName(manager->currentVideoURL());
-        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == from; }));
+        ASSERT_TRUE(showsClip(centre, from));
         manager->nextVideo();
         const QString to = clipName(manager->currentVideoURL());
         ASSERT_NE(from, to);
@@ -441,12 +442,9 @@ TEST_F(DesktopWindowTest, SyncModeShowsOneManagersPlayersOnEveryScreen) {
     }
     // Both screens show the frames of one decode, and go on showing new ones.
     const QString clip = clipName(shared->currentVideoURL());
-    for (const auto& controller : controllers) {
-        const QPoint centre = controller->screen()->geometry().center();
-        ASSERT_TRUE(testutil::waitUntil([&] { return shownClip(centre) == clip; }))
-            << controller->screenName().toStdString() << " "
-            << desktopPixel(centre).name().toStdString();
-    }
+    for (const auto& controller : controllers)
+        ASSERT_TRUE(showsClip(controller->screen()->geometry().center(), clip))
+            << controller->screenName().toStdString();
     const auto shownFrames = [&](size_t index) {
         return controllers[index]->videoView()->surfaceB()->shownFrames();
     };

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -27,21 +28,17 @@ protected:
     static void SetUpTestSuite() {
         s_dir = std::make_unique<QTemporaryDir>();
         ASSERT_TRUE(s_dir->isValid());
-        const struct {
-            const char* path;
-            double seconds;
-            const char* source;
-        } clips[] = {
+        const std::tuple<const char*, double, const char*> clips[] = {
             {"three/a.mp4", 2.0, "testsrc"},      {"three/b.mp4", 2.0, "color=c=red"},
             {"three/c.mp4", 2.0, "color=c=blue"}, {"long/four.mp4", 4.0, "testsrc"},
             {"long/seven.mp4", 7.0, "testsrc"},   {"short/two.mp4", 2.4, "testsrc"},
             {"one/only.mp4", 1.0, "testsrc"},
         };
-        for (const auto& entry : clips) {
+        for (const auto& [name, seconds, source] : clips) {
             testutil::ClipSpec clip;
-            clip.seconds = entry.seconds;
-            clip.source = QString::fromUtf8(entry.source);
-            ASSERT_TRUE(testutil::encodeClip(path(entry.path), clip)) << entry.path;
+            clip.seconds = seconds;
+            clip.source = QString::fromUtf8(source);
+            ASSERT_TRUE(testutil::encodeClip(path(name), clip)) << name;
         }
         testutil::writeFile(path("broken/empty.mp4"), {});
         testutil::writeFile(path("broken/text.mp4"), QByteArray("not a video\n").repeated(40));
@@ -115,12 +112,7 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
 
     // transitionType and transitionDuration as stored, the video asked for, the moment expected
     // (0 = at its end).
-    const struct {
-        int type;
-        double stored;
-        const char* video;
-        double askedAt;
-    } cases[] = {
+    const std::tuple<int, double, const char*, double> cases[] = {
         {2, 1.5, "four", 2.5},   // 4 s > 1.5 + 1: early
         {2, 0.2, "four", 3.5},   // clamped to 0.5
         {2, 9.0, "seven", 2.0},  // clamped to 5.0; 7 s > 6 s
@@ -128,16 +120,16 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
         {2, -3.0, "seven", 6.5}, // absent or small counts as 0.5
         {0, 1.5, "four", 0.0},   // without a transition, at the end
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.video) + " with " + std::to_string(c.type) + " for " +
-                     std::to_string(c.stored));
-        store.set(u"transitionType"_s, c.type);
-        store.set(u"transitionDuration"_s, c.stored);
+    for (const auto& [type, stored, video, expectedAt] : cases) {
+        SCOPED_TRACE(std::string(video) + " with " + std::to_string(type) + " for " +
+                     std::to_string(stored));
+        store.set(u"transitionType"_s, type);
+        store.set(u"transitionDuration"_s, stored);
         VideoPlayerManager manager(u"early"_s);
         // Find the clip in the (unshuffled) queue and start right before it.
         const QList<QUrl> queue = manager.playlistManager().videoURLs();
         qsizetype index = 0;
-        while (index < queue.size() && !queue[index].fileName().startsWith(QLatin1String(c.video)))
+        while (index < queue.size() && !queue[index].fileName().startsWith(QLatin1String(video)))
             ++index;
         ASSERT_LT(index, queue.size());
         QSignalSpy transitions(&manager, &VideoPlayerManager::videoPlayerDidTransition);
@@ -149,7 +141,7 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
         }
         ASSERT_EQ(manager.currentIndex(), index);
         Player* current = manager.activePlayer();
-        EXPECT_EQ(manager.hasEarlyAdvance(), c.askedAt > 0.0);
+        EXPECT_EQ(manager.hasEarlyAdvance(), expectedAt > 0.0);
 
         LogCapture log;
         double askedAt = -1.0;
@@ -161,10 +153,10 @@ TEST_F(VideoPlayerManagerTest, EarlyAdvanceComesATransitionBeforeTheEnd) {
             }
         });
         ASSERT_TRUE(testutil::waitUntil([&] { return askedAt >= 0; }, 30000));
-        if (c.askedAt > 0.0) {
+        if (expectedAt > 0.0) {
             EXPECT_FALSE(atEnd);
-            EXPECT_GE(askedAt, c.askedAt - 0.05);
-            EXPECT_LT(askedAt, c.askedAt + 0.5);
+            EXPECT_GE(askedAt, expectedAt - 0.05);
+            EXPECT_LT(askedAt, expectedAt + 0.5);
         } else {
             EXPECT_TRUE(atEnd);
             EXPECT_EQ(log.count(kPlayback, u"Video reached end, advancing to next"_s), 1);

@@ -12,6 +12,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // 2024-05-13 is a Monday.
@@ -55,6 +57,16 @@ protected:
         return m_manager->isWithinSchedule();
     }
 
+    // Checks times of one day, each written "H:MM+" (inside) or "H:MM-" (outside).
+    void expectInside(int dayOfMonth, const char* times) {
+        for (const QString& time : QString::fromLatin1(times).split(u' ')) {
+            const QTime t = QTime::fromString(time.chopped(1), u"H:mm"_s);
+            ASSERT_TRUE(t.isValid()) << time.toStdString();
+            EXPECT_EQ(insideAt(dayOfMonth, t.hour(), t.minute()), time.endsWith(u'+'))
+                << dayOfMonth << ' ' << time.toStdString();
+        }
+    }
+
     QTemporaryDir m_dir;
     std::unique_ptr<Preferences> m_preferences;
     SettableClock* m_clock = nullptr;
@@ -74,13 +86,13 @@ TEST_F(ScheduleTest, FreshInstallationGetsEndAndDaysOnly) {
               QVariant(QVariantList{qint64(1), qint64(2), qint64(3), qint64(4), qint64(5)}));
     for (const char* key : {"scheduleEnabled", "scheduleStartHour", "scheduleStartMinute"})
         EXPECT_FALSE(m_preferences->objectForKey(key).isValid()) << key;
-    EXPECT_EQ(manager.scheduleEnabledKey(), QStringLiteral("scheduleEnabled"));
-    EXPECT_EQ(manager.scheduleEnabledDaysKey(), QStringLiteral("scheduleEnabledDays"));
+    EXPECT_EQ(manager.scheduleEnabledKey(), u"scheduleEnabled"_s);
+    EXPECT_EQ(manager.scheduleEnabledDaysKey(), u"scheduleEnabledDays"_s);
 
     EXPECT_TRUE(manager.isWithinSchedule());
-    EXPECT_EQ(manager.statusText(), QStringLiteral("Schedule disabled"));
+    EXPECT_EQ(manager.statusText(), u"Schedule disabled"_s);
     m_preferences->set("scheduleEnabled", true);
-    EXPECT_EQ(manager.statusText(), QStringLiteral("0:00 - 23:59, weekdays"));
+    EXPECT_EQ(manager.statusText(), u"0:00 - 23:59, weekdays"_s);
 }
 
 TEST_F(ScheduleTest, PresentEndHourKeepsTheEndMinuteAbsent) {
@@ -94,53 +106,42 @@ TEST_F(ScheduleTest, PresentEndHourKeepsTheEndMinuteAbsent) {
 
 TEST_F(ScheduleTest, SpansIncludeBothEndsAndNoDayIsAlwaysOutside) {
     createWithSpan(9, 0, 17, 0, kWeekdays);
-    EXPECT_FALSE(insideAt(kWednesday, 8, 59));
-    EXPECT_TRUE(insideAt(kWednesday, 9, 0));
-    EXPECT_TRUE(insideAt(kWednesday, 17, 0));
-    EXPECT_FALSE(insideAt(kWednesday, 17, 1));
-    EXPECT_FALSE(insideAt(kSaturday, 12, 0));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:00 - 17:00, weekdays"));
+    expectInside(kWednesday, "8:59- 9:00+ 17:00+ 17:01-");
+    expectInside(kSaturday, "12:00-");
+    EXPECT_EQ(m_manager->statusText(), u"9:00 - 17:00, weekdays"_s);
 
     // Equal start and end is one minute.
     createWithSpan(12, 0, 12, 0, kWeekdays);
-    EXPECT_FALSE(insideAt(kWednesday, 11, 59));
-    EXPECT_TRUE(insideAt(kWednesday, 12, 0));
-    EXPECT_FALSE(insideAt(kWednesday, 12, 1));
+    expectInside(kWednesday, "11:59- 12:00+ 12:01-");
 
     // No day enabled is always outside.
     createWithSpan(0, 0, 23, 59, {});
-    EXPECT_FALSE(insideAt(kWednesday, 12, 0));
-    EXPECT_FALSE(insideAt(kSaturday, 0, 0));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, "));
+    expectInside(kWednesday, "12:00-");
+    expectInside(kSaturday, "0:00-");
+    EXPECT_EQ(m_manager->statusText(), u"0:00 - 23:59, "_s);
 }
 
 TEST_F(ScheduleTest, SpanAcrossMidnightUsesTheCurrentDay) {
     createWithSpan(22, 0, 6, 0, kEveryDay);
-    EXPECT_TRUE(insideAt(kWednesday, 23, 30));
-    EXPECT_TRUE(insideAt(kWednesday, 3, 0));
-    EXPECT_TRUE(insideAt(kWednesday, 6, 0));
-    EXPECT_FALSE(insideAt(kWednesday, 6, 1));
-    EXPECT_FALSE(insideAt(kWednesday, 21, 59));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, every day"));
+    expectInside(kWednesday, "23:30+ 3:00+ 6:00+ 6:01- 21:59-");
+    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, every day"_s);
 
     // Friday only: the small hours belong to Friday's own morning, not to Thursday's evening.
     m_preferences->set("scheduleEndHour", 2);
     m_preferences->set("scheduleEnabledDays", QVariantList{5});
-    EXPECT_TRUE(insideAt(kFriday, 1, 0));
-    EXPECT_TRUE(insideAt(kFriday, 22, 0));
-    EXPECT_FALSE(insideAt(kFriday, 12, 0));
-    EXPECT_FALSE(insideAt(kSaturday, 1, 0));
+    expectInside(kFriday, "1:00+ 22:00+ 12:00-");
+    expectInside(kSaturday, "1:00-");
 }
 
 TEST_F(ScheduleTest, EndHourZeroReadsAsTwentyThree) {
     createWithSpan(9, 5, 0, 0, kWeekdays);
     EXPECT_EQ(m_manager->endMinute(), 59);
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:05 - 23:59, weekdays"));
+    EXPECT_EQ(m_manager->statusText(), u"9:05 - 23:59, weekdays"_s);
     EXPECT_TRUE(insideAt(kWednesday, 23, 59));
 
     m_preferences->set("scheduleEndMinute", 30);
     EXPECT_EQ(m_manager->endMinute(), 30);
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:05 - 23:30, weekdays"));
+    EXPECT_EQ(m_manager->statusText(), u"9:05 - 23:30, weekdays"_s);
     EXPECT_FALSE(insideAt(kWednesday, 23, 31));
 
     m_preferences->set("scheduleEndHour", 17);
@@ -150,24 +151,24 @@ TEST_F(ScheduleTest, EndHourZeroReadsAsTwentyThree) {
 
 TEST_F(ScheduleTest, SummaryNamesTheDays) {
     createWithSpan(9, 0, 17, 30, kWeekdays);
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("9:00 - 17:30, weekdays"));
+    EXPECT_EQ(m_manager->statusText(), u"9:00 - 17:30, weekdays"_s);
 
     m_preferences->set("scheduleStartHour", 22);
     m_preferences->set("scheduleEndHour", 6);
     m_preferences->set("scheduleEndMinute", 0);
     m_preferences->set("scheduleEnabledDays", QVariantList{6, 5});
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, Fri, Sat"));
+    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, Fri, Sat"_s);
     m_preferences->set("scheduleEnabledDays", QVariantList{6, 0});
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, weekends"));
+    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, weekends"_s);
     // Numbers without a day name are left out of the text and never match today.
     m_preferences->set("scheduleEnabledDays", QVariantList{9, 1, -1, 1});
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, Mon"));
+    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, Mon"_s);
 
     // A malformed day list falls back to Monday to Friday.
-    m_preferences->set("scheduleEnabledDays", QVariantList{1, QStringLiteral("2")});
+    m_preferences->set("scheduleEnabledDays", QVariantList{1, u"2"_s});
     EXPECT_EQ(m_manager->enabledDays(), (QList<int>{1, 2, 3, 4, 5}));
-    m_preferences->set("scheduleEnabledDays", QStringLiteral("0,6"));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("22:00 - 6:00, weekdays"));
+    m_preferences->set("scheduleEnabledDays", u"0,6"_s);
+    EXPECT_EQ(m_manager->statusText(), u"22:00 - 6:00, weekdays"_s);
 }
 
 TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
@@ -202,7 +203,7 @@ TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
     ASSERT_EQ(own.count(), 2);
     EXPECT_EQ(own.at(1).at(0).toBool(), true);
     EXPECT_EQ(posted.count(), 1);
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("Schedule disabled"));
+    EXPECT_EQ(m_manager->statusText(), u"Schedule disabled"_s);
 
     m_preferences->set("scheduleEnabled", true);
     EXPECT_TRUE(insideAt(kWednesday, 9, 30));
@@ -213,9 +214,7 @@ TEST_F(ScheduleTest, ChangesAreAnnouncedOnlyWhenTheResultChanges) {
 
 TEST_F(ScheduleTest, TogglingADayStoresItAndEvaluates) {
     createWithSpan(0, 0, 23, 59, kWeekdays);
-    m_clock->set(at(kSaturday, 10, 0));
-    m_manager->checkSchedule();
-    ASSERT_FALSE(m_manager->isWithinSchedule());
+    ASSERT_FALSE(insideAt(kSaturday, 10, 0));
     QSignalSpy posted(&NotificationCenter::instance(), &NotificationCenter::scheduleStateDidChange);
 
     m_manager->toggleDay(6);
@@ -229,5 +228,5 @@ TEST_F(ScheduleTest, TogglingADayStoresItAndEvaluates) {
     m_manager->toggleDay(1);
     EXPECT_FALSE(m_manager->isWithinSchedule());
     EXPECT_EQ(m_manager->enabledDays(), (QList<int>{2, 3, 4, 5}));
-    EXPECT_EQ(m_manager->statusText(), QStringLiteral("0:00 - 23:59, Tue, Wed, Thu, Fri"));
+    EXPECT_EQ(m_manager->statusText(), u"0:00 - 23:59, Tue, Wed, Thu, Fri"_s);
 }
