@@ -4,7 +4,6 @@
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 

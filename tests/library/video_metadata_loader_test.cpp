@@ -9,7 +9,6 @@
 #include "support/media_clips.h"
 
 #include <QSignalSpy>
-#include <QThreadPool>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,5 @@
-// The desktop video under the harness's X server: real Qt Quick windows, real mpv players, clips
-// made by ffmpeg, checked by what the X server shows. The program runs once on each render path
-// (ORVANTA_RENDER_PATH=software, and opengl on Mesa's llvmpipe); also the start-up choice between
-// them.
+// The desktop video as the X server shows it, on the render path ORVANTA_RENDER_PATH names
+// (software, or opengl on Mesa's llvmpipe); also the start-up choice between the paths.
 
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
