@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/SessionDisplay.h"
 #include "core/Logging.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
@@ -107,7 +108,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     observePowerSource();
 
-    connect(&notifications, &NotificationCenter::screenDidLock, this, &AppDelegate::handleScreenLock);
+    connect(&notifications, &NotificationCenter::screenDidLock, this,
+            &AppDelegate::handleScreenLock);
     connect(&notifications, &NotificationCenter::screenDidUnlock, this,
             &AppDelegate::handleScreenUnlock);
 
@@ -147,7 +149,9 @@ void AppDelegate::setupDesktopWindows() {
 
     SyncManager& sync = SyncManager::shared();
     VideoPlayerManager* shared = sync.isSyncEnabled() ? sync.sharedPlayerManager(true) : nullptr;
-    const QList<QScreen*> screens = QGuiApplication::screens();
+    // Elsewhere a desktop window would be an ordinary window over the user's own.
+    const QList<QScreen*> screens =
+        SessionDisplay::canShowDesktopWindows() ? QGuiApplication::screens() : QList<QScreen*>();
     for (QScreen* screen : screens) {
         m_desktopWindows.push_back(std::make_unique<DesktopWindowController>(screen, shared));
         m_desktopWindows.back()->showWindow();
@@ -177,7 +181,9 @@ void AppDelegate::setupPlaybackObservers() {
     // Media keys show the primary screen's video: its length is known only once it has loaded,
     // and a video that ends hands over to the next without any command.
     if (VideoPlayerManager* primary = primaryPlayerManager()) {
-        const auto refresh = [] { MediaKeyHandler::shared().updateNowPlayingInfo(); };
+        const auto refresh = [] {
+            MediaKeyHandler::shared().updateNowPlayingInfo();
+        };
         m_cancellables.push_back(
             connect(primary, &VideoPlayerManager::currentVideoURLChanged, this, refresh));
         m_cancellables.push_back(

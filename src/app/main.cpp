@@ -1,9 +1,10 @@
 #include "app/AppDelegate.h"
-#include "core/Logging.h"
-#include "core/Preferences.h"
+#include "app/SessionDisplay.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
-#include "library/FolderBookmarkManager.h"
+#include "core/Logging.h"
+#include "core/Preferences.h"
+#include "library/PlaylistLibrary.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/Player.h"
@@ -37,6 +38,14 @@ void logFrames(const AppDelegate& delegate) {
     }
 }
 
+qsizetype allVideosCount(const PlaylistLibrary& library) {
+    for (const NamedPlaylist& playlist : library.playlists()) {
+        if (playlist.name == QLatin1String(PlaylistLibrary::allVideosName))
+            return playlist.items.size();
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -48,13 +57,19 @@ int main(int argc, char** argv) {
     mallopt(M_ARENA_MAX, 2);
     mallopt(M_MMAP_THRESHOLD, 1024 * 1024);
 #endif
-    // Decided before the application object: OpenGL's shared contexts are set up with it.
+    // Decided before the application object: Qt's platform plugin and OpenGL's shared contexts
+    // are set up with it.
+    SessionDisplay::choosePlatform();
     VideoSurface::chooseRenderPath();
     // A widget application: the tray menu is a widget menu.
     QApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("orvanta"));
     QGuiApplication::setApplicationVersion(QStringLiteral(ORVANTA_VERSION));
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (!SessionDisplay::canShowDesktopWindows()) {
+        qCInfo(lcApp, "No desktop window on Qt's %s platform: the desktop stays as it is",
+               qUtf8Printable(QGuiApplication::platformName()));
+    }
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::received, &app,
                      [] { QCoreApplication::quit(); });
@@ -62,12 +77,13 @@ int main(int argc, char** argv) {
     Preferences& preferences = Preferences::standard();
     preferences.applyFirstRunDefaults();
 
-    {
-        FolderBookmarkManager folders;
-        const QList<QUrl> videos = folders.loadVideos();
-        qCInfo(lcLaunch, "Orvanta %s started with %lld videos", ORVANTA_VERSION,
-               qlonglong(videos.size()));
-    }
+    // "All Videos" follows the folders from launch on. Its first synchronisation is applied
+    // before any queue is loaded, so that it finds every screen's queue as it will stay and
+    // restarts nothing.
+    PlaylistLibrary& library = PlaylistLibrary::shared();
+    library.finishPendingSync();
+    qCInfo(lcApp, "Orvanta %s started with %lld videos", ORVANTA_VERSION,
+           qlonglong(allVideosCount(library)));
 
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
     // Lock and unlock are followed from launch on.
@@ -81,7 +97,7 @@ int main(int argc, char** argv) {
     delegate.applicationDidFinishLaunching();
     TrayMenu tray;
     if (!tray.isShownInTray())
-        qCInfo(lcLaunch, "No system tray on this desktop");
+        qCInfo(lcApp, "No system tray on this desktop");
 
     return app.exec();
 }

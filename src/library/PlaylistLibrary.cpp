@@ -231,6 +231,12 @@ void PlaylistLibrary::scheduleAllVideosSync() {
     });
 }
 
+void PlaylistLibrary::finishPendingSync() {
+    m_syncFuture.waitForFinished();
+    // The scan's result is a queued call to this object.
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
 void PlaylistLibrary::finishAllVideosSync(const QList<PlaylistItem>& newItems) {
     syncAllVideos(newItems);
     m_isSyncing = false;

@@ -48,6 +48,8 @@ public:
     void addItems(const QList<PlaylistItem>& items, const QUuid& playlistId);
     void toggleItemExclusion(const QUuid& itemId, const QUuid& playlistId);
     void scheduleAllVideosSync();
+    // Waits for the synchronisation in flight and applies its result now.
+    void finishPendingSync();
 
     void load();
     void save();

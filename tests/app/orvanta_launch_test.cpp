@@ -1,5 +1,6 @@
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
+#include "support/HeadlessSway.h"
 #include "support/TestUtil.h"
 
 #include <QProcess>
@@ -20,10 +21,8 @@ constexpr int kProcessTimeoutMs = 60000;
 class RunningOrvanta {
 public:
     explicit RunningOrvanta(const QString& root) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"XDG_CONFIG_HOME"_s, root + u"/config"_s);
-        env.insert(u"XDG_STATE_HOME"_s, root + u"/state"_s);
-        m_process.setProcessEnvironment(env);
+        m_environment.insert(u"XDG_CONFIG_HOME"_s, root + u"/config"_s);
+        m_environment.insert(u"XDG_STATE_HOME"_s, root + u"/state"_s);
         m_process.setProcessChannelMode(QProcess::MergedChannels);
     }
     ~RunningOrvanta() {
@@ -33,7 +32,10 @@ public:
         }
     }
 
+    // The program's environment, to change before start().
+    QProcessEnvironment& environment() { return m_environment; }
     bool start() {
+        m_process.setProcessEnvironment(m_environment);
         m_process.start(QStringLiteral(ORVANTA_BIN), {});
         return m_process.waitForStarted();
     }
@@ -59,6 +61,7 @@ public:
     const QByteArray& output() const { return m_output; }
 
 private:
+    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
     QProcess m_process;
     QByteArray m_output;
 };
@@ -124,6 +127,11 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     ASSERT_TRUE(orvanta.start());
     ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
     EXPECT_TRUE(orvanta.output().contains("started with 3 videos")) << orvanta.output().constData();
+    // "All Videos" is made at launch and feeds the shared queue, which loads once: playback that
+    // has begun is not restarted by the library's first look at the folders.
+    EXPECT_TRUE(orvanta.readUntil("First video frame on screen")) << orvanta.output().constData();
+    EXPECT_EQ(orvanta.output().count("Loaded 3 videos from playlist 'All Videos'"), 1)
+        << orvanta.output().constData();
 
     const QStringList status{u"status"_s};
     EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
@@ -162,6 +170,34 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
     EXPECT_TRUE(orvanta.quitWith(SIGINT)) << orvanta.output().constData();
     EXPECT_EQ(Preferences(storePath(dir)).objectForKey(u"transitionType"_s), QVariant(qint64(0)));
+}
+
+// On a Wayland session the desktop is drawn through XWayland where an X server is there, and not
+// at all where none is: never as ordinary windows among the user's own.
+TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsGoThroughXWaylandOrNowhere) {
+    testutil::HeadlessSway sway;
+    ASSERT_FALSE(sway.waylandDisplay().isEmpty()) << sway.log().constData();
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1, 20.0));
+    for (const bool xServer : {true, false}) {
+        RunningOrvanta orvanta(dir.path());
+        QProcessEnvironment& env = orvanta.environment();
+        env.insert(u"WAYLAND_DISPLAY"_s, sway.waylandDisplay());
+        env.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
+        env.remove(u"QT_QPA_PLATFORM"_s);
+        if (!xServer)
+            env.remove(u"DISPLAY"_s);
+        ASSERT_TRUE(orvanta.start());
+        ASSERT_TRUE(orvanta.readUntil("desktop windows")) << orvanta.output().constData();
+        EXPECT_NE(orvanta.output().contains("Showing 0 desktop windows"), xServer);
+        EXPECT_TRUE(orvanta.output().contains(xServer ? "drawn through XWayland"
+                                                      : "without an X server: no desktop window"))
+            << orvanta.output().constData();
+        const QByteArray tree = sway.tree();
+        EXPECT_TRUE(tree.contains("HEADLESS") && !tree.contains("orvanta")) << tree.constData();
+        EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    }
 }
 
 } // namespace

@@ -1,0 +1,21 @@
+#pragma once
+
+// Where the desktop windows can live in this session. A window that sits below every other
+// one, as the desktop's own background, exists only on X11; on a Wayland session the program
+// draws through XWayland when an X server is there (GNOME and KDE keep a desktop-type X window
+// at the bottom), and shows no desktop window otherwise.
+class SessionDisplay {
+public:
+    // Picks Qt's platform for this session, before the application object exists. A platform
+    // the user chose (QT_QPA_PLATFORM) is kept.
+    static void choosePlatform();
+
+    // Whether desktop windows can be placed below the others on Qt's platform, once the
+    // application object exists.
+    static bool canShowDesktopWindows();
+
+private:
+    static bool isWaylandSession();
+    // Whether the X server named by DISPLAY accepts a connection.
+    static bool canReachXServer();
+};
