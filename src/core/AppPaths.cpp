@@ -9,18 +9,27 @@
 
 namespace {
 
-QString xdgDirectory(const char* variable, const QString& fallbackBelowHome) {
+QString xdgBase(const char* variable, const QString& fallbackBelowHome) {
     QString base = qEnvironmentVariable(variable);
     // Relative values are invalid by the XDG rules and are ignored.
     if (base.isEmpty() || QDir::isRelativePath(base))
         base = QDir::homePath() + QLatin1Char('/') + fallbackBelowHome;
-    return QDir::cleanPath(base + QStringLiteral("/orvanta"));
+    return base;
+}
+
+QString xdgDirectory(const char* variable, const QString& fallbackBelowHome) {
+    return QDir::cleanPath(xdgBase(variable, fallbackBelowHome) + QStringLiteral("/orvanta"));
 }
 
 } // namespace
 
 QString AppPaths::configDirectory() {
     return xdgDirectory("XDG_CONFIG_HOME", QStringLiteral(".config"));
+}
+
+QString AppPaths::autostartEntry() {
+    return QDir::cleanPath(xdgBase("XDG_CONFIG_HOME", QStringLiteral(".config")) +
+                           QStringLiteral("/autostart/orvanta.desktop"));
 }
 
 QString AppPaths::cacheDirectory() {

@@ -7,6 +7,8 @@ class AppPaths {
 public:
     // $XDG_CONFIG_HOME/orvanta (default ~/.config/orvanta).
     static QString configDirectory();
+    // $XDG_CONFIG_HOME/autostart/orvanta.desktop: the entry that starts the program at login.
+    static QString autostartEntry();
     // $XDG_CACHE_HOME/orvanta (default ~/.cache/orvanta).
     static QString cacheDirectory();
     // $XDG_STATE_HOME/orvanta (default ~/.local/state/orvanta).
