@@ -426,7 +426,9 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
     // which the application's filters see again.
     if (event->type() != QEvent::KeyPress || !watched->isWindowType())
         return false;
-    if (takesTextInput(static_cast<QWindow*>(watched)->focusObject()))
+    // An open menu's keys are the menu's: Space there chooses the highlighted item.
+    const auto* window = static_cast<QWindow*>(watched);
+    if (window->type() == Qt::Popup || takesTextInput(window->focusObject()))
         return false;
     const auto* key = static_cast<QKeyEvent*>(event);
     // Only Control is tested; Ctrl+Alt+Right advances too.
