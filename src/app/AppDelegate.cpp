@@ -9,6 +9,7 @@
 #include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
+#include "system/DisplaySleepInhibitor.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/ScheduleManager.h"
@@ -76,8 +77,10 @@ AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager>
 }
 
 AppDelegate::~AppDelegate() {
-    if (s_shared == this)
+    if (s_shared == this) {
         MediaKeyHandler::shared().setController(nullptr);
+        DisplaySleepInhibitor::shared().setInhibiting(false);
+    }
     removeKeyEventMonitor();
     clearCancellables();
     // Windows go before the power manager and the rest they were wired to.
@@ -112,6 +115,7 @@ void AppDelegate::applicationDidFinishLaunching() {
             &AppDelegate::handleScreenUnlock);
 
     observeSchedule();
+    connect(&m_preferences, &Preferences::didChange, this, &AppDelegate::updateDisplaySleep);
     setupDesktopWindows();
 
     if (Settings::autoPlayOnLaunch.read(m_preferences) && !m_isPlaying) {
@@ -456,7 +460,14 @@ void AppDelegate::setIsPlaying(bool playing) {
     if (playing == m_isPlaying)
         return;
     m_isPlaying = playing;
+    updateDisplaySleep();
     Q_EMIT isPlayingChanged(playing);
+}
+
+void AppDelegate::updateDisplaySleep() {
+    // The players' own setting reaches no desktop: the program holds one inhibition for all.
+    DisplaySleepInhibitor::shared().setInhibiting(
+        m_isPlaying && Settings::preventDisplaySleep.read(m_preferences));
 }
 
 void AppDelegate::setPlayingScreenCount(int count) {
