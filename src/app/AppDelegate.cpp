@@ -10,6 +10,7 @@
 #include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
+#include "system/DisplaySleepInhibitor.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/ScheduleManager.h"
@@ -77,8 +78,10 @@ AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager>
 }
 
 AppDelegate::~AppDelegate() {
-    if (s_shared == this)
+    if (s_shared == this) {
         MediaKeyHandler::shared().setController(nullptr);
+        DisplaySleepInhibitor::shared().setInhibiting(false);
+    }
     removeKeyEventMonitor();
     clearCancellables();
     // Windows go before the power manager and the rest they were wired to.
@@ -114,6 +117,7 @@ void AppDelegate::applicationDidFinishLaunching() {
             &AppDelegate::handleScreenUnlock);
 
     observeSchedule();
+    connect(&m_preferences, &Preferences::didChange, this, &AppDelegate::updateDisplaySleep);
     setupDesktopWindows();
 
     if (Settings::autoPlayOnLaunch.read(m_preferences) && !m_isPlaying) {
@@ -432,7 +436,9 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
     // which the application's filters see again.
     if (event->type() != QEvent::KeyPress || !watched->isWindowType())
         return false;
-    if (takesTextInput(static_cast<QWindow*>(watched)->focusObject()))
+    // An open menu's keys are the menu's: Space there chooses the highlighted item.
+    const auto* window = static_cast<QWindow*>(watched);
+    if (window->type() == Qt::Popup || takesTextInput(window->focusObject()))
         return false;
     const auto* key = static_cast<QKeyEvent*>(event);
     // Only Control is tested; Ctrl+Alt+Right advances too.
@@ -460,7 +466,14 @@ void AppDelegate::setIsPlaying(bool playing) {
     if (playing == m_isPlaying)
         return;
     m_isPlaying = playing;
+    updateDisplaySleep();
     Q_EMIT isPlayingChanged(playing);
+}
+
+void AppDelegate::updateDisplaySleep() {
+    // The players' own setting reaches no desktop: the program holds one inhibition for all.
+    DisplaySleepInhibitor::shared().setInhibiting(
+        m_isPlaying && Settings::preventDisplaySleep.read(m_preferences));
 }
 
 void AppDelegate::setPlayingScreenCount(int count) {

@@ -104,6 +104,8 @@ private:
 
     void setIsPlaying(bool playing);
     void setPlayingScreenCount(int count);
+    // Keeps the display awake while playing, when the user asked for it.
+    void updateDisplaySleep();
 
     Preferences& m_preferences;
     std::vector<std::unique_ptr<DesktopWindowController>> m_desktopWindows;

@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QIcon>
+#include <QKeyEvent>
 #include <QKeySequence>
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -13,6 +14,7 @@ TrayMenu::TrayMenu(QObject* parent)
     : QObject(parent)
     , m_menu(std::make_unique<QMenu>()) {
     connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayMenu::rebuild);
+    m_menu->installEventFilter(this);
     rebuild();
     m_trayIcon = new QSystemTrayIcon(icon(QStringLiteral("orvanta")), this);
     m_trayIcon->setToolTip(QStringLiteral("Orvanta"));
@@ -37,6 +39,16 @@ QString TrayMenu::statusText(int playingScreenCount) {
 
 QIcon TrayMenu::icon(const QString& name) {
     return QIcon::fromTheme(name, QIcon(QStringLiteral(":/icons/%1.svg").arg(name)));
+}
+
+bool TrayMenu::eventFilter(QObject* watched, QEvent* event) {
+    // Space chooses the highlighted item as Return does, whatever the widget style says.
+    if (watched != m_menu.get() || event->type() != QEvent::KeyPress ||
+        static_cast<QKeyEvent*>(event)->key() != Qt::Key_Space || !m_menu->activeAction())
+        return false;
+    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, static_cast<QKeyEvent*>(event)->modifiers());
+    QCoreApplication::sendEvent(m_menu.get(), &enter);
+    return true;
 }
 
 void TrayMenu::rebuild() {

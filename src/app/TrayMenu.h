@@ -6,6 +6,7 @@
 #include <memory>
 
 class QAction;
+class QEvent;
 class QIcon;
 class QMenu;
 class QSystemTrayIcon;
@@ -30,6 +31,9 @@ public:
     static QString statusText(int playingScreenCount);
     // The desktop theme's icon of that freedesktop name, else the one that comes with Orvanta.
     static QIcon icon(const QString& name);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     std::unique_ptr<QMenu> m_menu;

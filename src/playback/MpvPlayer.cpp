@@ -36,7 +36,8 @@ struct OptionSetting {
 
 // A wallpaper player: no window of its own, no input, no scripts or configuration of the user's
 // mpv, starts paused and muted with no audio track (so no audio device is opened), keeps the
-// last frame at the end, never blocks the screensaver unless asked.
+// last frame at the end, never blocks the screensaver (mpv does that only for its own windows;
+// the application keeps the display awake through the desktop).
 constexpr OptionSetting kOptions[] = {
     {"vo", "null"},
     {"config", "no"},
@@ -290,11 +291,9 @@ void MpvPlayer::setMuted(bool muted) {
     setString("aid", muted ? "no" : "auto");
 }
 
+// Only recorded: mpv's stop-screensaver stays off (see kOptions).
 void MpvPlayer::setPreventsDisplaySleep(bool prevents) {
-    if (prevents == m_preventsDisplaySleep)
-        return;
     m_preventsDisplaySleep = prevents;
-    setFlag("stop-screensaver", prevents);
 }
 
 Player::ObserverId MpvPlayer::addPeriodicTimeObserver(double interval,

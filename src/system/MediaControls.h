@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 
@@ -44,7 +45,11 @@ public:
 
     // None while nothing is shown.
     const std::optional<NowPlaying>& nowPlaying() const { return m_nowPlaying; }
+    // Every call is a refresh, also one that changes nothing: the elapsed time counts from it.
     void setNowPlaying(const std::optional<NowPlaying>& nowPlaying);
+    // Seconds into the video now: the elapsed time of the last refresh, moved on at its rate by
+    // the time since, and kept within the duration. 0 while nothing is shown.
+    double position() const;
 
 Q_SIGNALS:
     // A command from the desktop; sent only while that command is enabled.
@@ -59,4 +64,5 @@ protected:
 private:
     std::array<bool, 5> m_enabled{};
     std::optional<NowPlaying> m_nowPlaying;
+    QElapsedTimer m_refreshed;
 };

@@ -3,12 +3,15 @@
 // org.mpris.MediaPlayer2.orvanta.instance<pid>) at /org/mpris/MediaPlayer2.
 //
 // Enabled commands map to CanPlay, CanPause, CanGoNext and CanGoPrevious; a method whose command
-// is disabled has no effect. The playback rate of the information becomes PlaybackStatus
-// (MPRIS forbids a Rate of 0): no information is "Stopped". Adaptors do not announce property
-// changes, so every change is sent here as PropertiesChanged with the properties that differ.
+// is disabled has no effect. Quit ends the program as the tray's Quit item does. The playback
+// rate of the information becomes PlaybackStatus (MPRIS forbids a Rate of 0): no information is
+// "Stopped". Adaptors do not announce property changes, so every change is sent here as
+// PropertiesChanged with the properties that differ; Position, which moves all the time, is
+// never announced (clients read it when they need it, as MPRIS has them do).
 
 #include "system/MediaControls.h"
 
+#include <QCoreApplication>
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -37,7 +40,7 @@ qlonglong microseconds(double seconds) {
 
 class MprisControls;
 
-// org.mpris.MediaPlayer2: who the player is. It cannot be raised or quit from outside.
+// org.mpris.MediaPlayer2: who the player is. It can be quit but not raised from outside.
 class RootAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.mpris.MediaPlayer2")
@@ -53,7 +56,7 @@ public:
     explicit RootAdaptor(QObject* parent)
         : QDBusAbstractAdaptor(parent) {}
 
-    bool canQuit() const { return false; }
+    bool canQuit() const { return true; }
     bool canRaise() const { return false; }
     bool hasTrackList() const { return false; }
     QString identity() const { return QStringLiteral("Orvanta"); }
@@ -63,7 +66,11 @@ public:
 
 public Q_SLOTS:
     void Raise() {}
-    void Quit() {}
+    // After the reply has gone out.
+    void Quit() {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
+    }
 };
 
 // org.mpris.MediaPlayer2.Player: reads everything from the controls it belongs to.
@@ -103,7 +110,7 @@ public:
     bool canGoNext() const;
     bool canGoPrevious() const;
 
-    // The player's properties now, by D-Bus name.
+    // The player's announced properties now, by D-Bus name.
     QVariantMap properties() const;
 
 public Q_SLOTS:
@@ -117,6 +124,10 @@ public Q_SLOTS:
     void Seek(qlonglong) {}
     void SetPosition(const QDBusObjectPath&, qlonglong) {}
     void OpenUri(const QString&) {}
+
+Q_SIGNALS:
+    // Part of the interface; nothing here jumps within a video, so it is never sent.
+    void Seeked(qlonglong Position);
 
 private:
     MprisControls* m_controls;
@@ -227,8 +238,7 @@ QVariantMap PlayerAdaptor::metadata() const {
 }
 
 qlonglong PlayerAdaptor::position() const {
-    const std::optional<MediaControls::NowPlaying>& info = m_controls->nowPlaying();
-    return info && info->elapsed ? microseconds(*info->elapsed) : 0;
+    return microseconds(m_controls->position());
 }
 
 bool PlayerAdaptor::canPlay() const {
@@ -251,7 +261,6 @@ QVariantMap PlayerAdaptor::properties() const {
     return {
         {QStringLiteral("PlaybackStatus"), playbackStatus()},
         {QStringLiteral("Metadata"), metadata()},
-        {QStringLiteral("Position"), position()},
         {QStringLiteral("CanPlay"), canPlay()},
         {QStringLiteral("CanPause"), canPause()},
         {QStringLiteral("CanGoNext"), canGoNext()},

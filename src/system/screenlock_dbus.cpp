@@ -1,7 +1,11 @@
 // Lock and unlock events of a Linux desktop: ActiveChanged(b) of the screen savers on the
-// session bus (freedesktop, GNOME, MATE, Cinnamon), and logind's Lock / Unlock signals for this
-// login session on the system bus. Every event is passed on; a desktop that sends both kinds
-// for one lock is reported twice, as the monitor's contract allows.
+// session bus (freedesktop, GNOME, MATE, Cinnamon), and for this login session on the system bus
+// logind's Lock / Unlock signals and changes of its LockedHint property. Lock and Unlock are
+// requests that some desktops never send: they only set the hint. Every signal is passed on; a
+// desktop that sends both kinds of signal for one lock is reported twice, as the monitor's
+// contract allows. The hint is a state, not an event: it is passed on only where it differs
+// from what was last reported, so a lock that was already announced is not announced again
+// when the locker confirms it.
 
 #include "system/ScreenLockSource.h"
 
@@ -9,6 +13,8 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QLoggingCategory>
+#include <QStringList>
+#include <QVariantMap>
 
 #include <unistd.h>
 
@@ -29,6 +35,8 @@ const QString kLogindService = QStringLiteral("org.freedesktop.login1");
 const QString kLogindPath = QStringLiteral("/org/freedesktop/login1");
 const QString kLogindManager = QStringLiteral("org.freedesktop.login1.Manager");
 const QString kLogindSession = QStringLiteral("org.freedesktop.login1.Session");
+const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
+const QString kLockedHint = QStringLiteral("LockedHint");
 
 constexpr int kCallTimeoutMs = 3000;
 
@@ -58,19 +66,33 @@ public:
                        SLOT(onLock()));
         system.connect(kLogindService, sessionPath, kLogindSession, QStringLiteral("Unlock"), this,
                        SLOT(onUnlock()));
+        system.connect(kLogindService, sessionPath, kPropertiesInterface,
+                       QStringLiteral("PropertiesChanged"), this,
+                       SLOT(onSessionPropertiesChanged(QString, QVariantMap, QStringList)));
     }
 
 private Q_SLOTS:
-    void onActiveChanged(bool active) {
-        if (active)
+    void onActiveChanged(bool active) { report(active); }
+    void onLock() { report(true); }
+    void onUnlock() { report(false); }
+    void onSessionPropertiesChanged(const QString& interface, const QVariantMap& changed,
+                                    const QStringList&) {
+        const auto hint = changed.constFind(kLockedHint);
+        if (interface != kLogindSession || hint == changed.cend())
+            return;
+        if (hint->toBool() != m_isLocked)
+            report(hint->toBool());
+    }
+
+private:
+    void report(bool isLocked) {
+        m_isLocked = isLocked;
+        if (isLocked)
             Q_EMIT locked();
         else
             Q_EMIT unlocked();
     }
-    void onLock() { Q_EMIT locked(); }
-    void onUnlock() { Q_EMIT unlocked(); }
 
-private:
     // The object of this login session: the one $XDG_SESSION_ID names, else the one this
     // process belongs to.
     static QString logindSessionPath(const QDBusConnection& system) {
@@ -90,6 +112,9 @@ private:
             return {};
         return reply.arguments().constFirst().value<QDBusObjectPath>().path();
     }
+
+    // What was last reported, whichever signal it came from.
+    bool m_isLocked = false;
 };
 
 } // namespace

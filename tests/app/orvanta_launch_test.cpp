@@ -3,6 +3,7 @@
 #include "support/HeadlessSway.h"
 #include "support/TestUtil.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
@@ -53,6 +54,9 @@ public:
     // Ends the program with a signal, as a session does; true when it quit cleanly.
     bool quitWith(int signalNumber) {
         ::kill(pid_t(m_process.processId()), signalNumber);
+        return finishes();
+    }
+    bool finishes() {
         if (!m_process.waitForFinished(kProcessTimeoutMs))
             return false;
         m_output += m_process.readAll();
@@ -64,6 +68,47 @@ private:
     QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
     QProcess m_process;
     QByteArray m_output;
+};
+
+// A screen saver on the session bus (python3-dbusmock) that logs the calls it answers.
+class ScreenSaverMock {
+public:
+    explicit ScreenSaverMock(const QString& log)
+        : m_log(log) {
+        m_process.start(u"env"_s,
+                        {u"-u"_s, u"LD_PRELOAD"_s, u"/usr/bin/python3"_s, u"-m"_s, u"dbusmock"_s,
+                         u"--session"_s, u"-l"_s, log, kName, kPath, kName});
+    }
+    bool answers() const {
+        const QString addMethods = u"call --session --dest %1 --object-path %2 --method "
+                                   "org.freedesktop.DBus.Mock.AddMethods %1"_s.arg(kName, kPath);
+        return testutil::runProcess(u"gdbus"_s, {u"wait"_s, u"--session"_s, kName}).exitCode == 0 &&
+               testutil::runProcess(u"gdbus"_s, addMethods.split(u' ')
+                                                    << u"[('Inhibit', 'ss', 'u', 'ret = 7'), "
+                                                       "('UnInhibit', 'u', '', '')]"_s)
+                       .exitCode == 0;
+    }
+    // The calls as "Method arguments", once there are `count` of them.
+    QStringList calls(qsizetype count) const {
+        QStringList lines;
+        testutil::waitUntil(
+            [&] {
+                QFile file(m_log);
+                if (file.open(QIODevice::ReadOnly))
+                    lines = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+                return lines.size() >= count;
+            },
+            kProcessTimeoutMs);
+        for (QString& line : lines)
+            line = line.section(u' ', 1); // after the time stamp
+        return lines;
+    }
+
+private:
+    static inline const QString kName = u"org.freedesktop.ScreenSaver"_s;
+    static inline const QString kPath = u"/org/freedesktop/ScreenSaver"_s;
+    QString m_log;
+    QProcess m_process;
 };
 
 QString storePath(const QTemporaryDir& dir) {
@@ -98,9 +143,10 @@ QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
     return last;
 }
 
-// Starts the real program twice, ending it as a session does: the first start writes the
-// defaults; the second keeps the user's choice, answers media controls and rebuilds the windows
-// once when a monitor goes (this program has a harness of its own).
+// Starts the real program twice: the first start writes the defaults and ends as a session ends
+// it; the second keeps the user's choice, answers media controls, keeps the display awake while
+// it plays, rebuilds the windows once when a monitor goes and quits through the media controls
+// (this program has a harness of its own).
 TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeysAndMonitors) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
@@ -121,7 +167,18 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
         store.set(u"syncDisplays"_s, true);
         // Long enough that no video ends on its own while the test runs.
         store.set(u"playbackRate"_s, 0.5);
+        store.set(u"preventDisplaySleep"_s, true);
     }
+    // The display is kept awake while playing, and only then.
+    ScreenSaverMock screenSaver(dir.filePath(u"screensaver.log"_s));
+    ASSERT_TRUE(screenSaver.answers());
+    QStringList inhibitions;
+    const auto expectInhibitions = [&](const QStringList& more) {
+        for (const QString& call : more)
+            inhibitions << (call == u"+"_s ? u"Inhibit \"Orvanta\" \"Playing a video wallpaper\""_s
+                                           : u"UnInhibit 7"_s);
+        EXPECT_EQ(screenSaver.calls(inhibitions.size()), inhibitions);
+    };
 
     RunningOrvanta orvanta(dir.path());
     ASSERT_TRUE(orvanta.start());
@@ -135,6 +192,7 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
 
     const QStringList status{u"status"_s};
     EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+    expectInhibitions({u"+"_s});
     // The length is published once the first video has loaded, without any command.
     const QStringList length{u"metadata"_s, u"mpris:length"_s};
     EXPECT_EQ(waitForPlayerctl(length, u"20000000"_s), u"20000000"_s);
@@ -144,8 +202,14 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
 
     EXPECT_EQ(playerctl({u"play-pause"_s}), QString());
     EXPECT_EQ(waitForPlayerctl(status, u"Paused"_s), u"Paused"_s);
+    expectInhibitions({u"-"_s});
     EXPECT_EQ(playerctl({u"play-pause"_s}), QString());
     EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+    expectInhibitions({u"+"_s});
+    Preferences(storePath(dir)).set(u"preventDisplaySleep"_s, false);
+    expectInhibitions({u"-"_s});
+    Preferences(storePath(dir)).set(u"preventDisplaySleep"_s, true);
+    expectInhibitions({u"+"_s});
 
     // Next moves one place on in the play order, previous comes back to where it was. A press
     // that comes while the next video still loads is dropped: press again until the title moves.
@@ -168,7 +232,14 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
     EXPECT_TRUE(orvanta.readUntil("Showing 1 desktop windows")) << orvanta.output().constData();
     EXPECT_EQ(orvanta.output().count("Showing 1 desktop windows"), 1);
-    EXPECT_TRUE(orvanta.quitWith(SIGINT)) << orvanta.output().constData();
+    expectInhibitions({u"-"_s, u"+"_s});
+    // Quitting through the media controls is quitting from the tray.
+    testutil::runProcess(u"gdbus"_s, {u"call"_s, u"--session"_s, u"--dest"_s,
+                                      u"org.mpris.MediaPlayer2.orvanta"_s, u"--object-path"_s,
+                                      u"/org/mpris/MediaPlayer2"_s, u"--method"_s,
+                                      u"org.mpris.MediaPlayer2.Quit"_s});
+    EXPECT_TRUE(orvanta.finishes()) << orvanta.output().constData();
+    expectInhibitions({u"-"_s});
     EXPECT_EQ(Preferences(storePath(dir)).objectForKey(u"transitionType"_s), QVariant(qint64(0)));
 }
 

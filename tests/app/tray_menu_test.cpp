@@ -15,7 +15,9 @@
 #include <QIcon>
 #include <QImage>
 #include <QMenu>
+#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -92,6 +94,16 @@ TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     EXPECT_EQ(texts(*tray.menu()).size(), idle.size() + 2);
 
     action(*tray.menu(), u"Play/Pause"_s)->trigger();
+    EXPECT_FALSE(delegate.isPlaying());
+
+    // Space typed into the open menu chooses the highlighted item, and only that.
+    QMenu& menu = *tray.menu();
+    menu.popup(QPoint(100, 100));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&menu));
+    menu.setActiveAction(action(menu, u"Next"_s));
+    QSignalSpy chosen(menu.activeAction(), &QAction::triggered);
+    QTest::keyClick(menu.windowHandle(), Qt::Key_Space);
+    EXPECT_EQ(chosen.count(), 1);
     EXPECT_FALSE(delegate.isPlaying());
     delegate.applicationWillTerminate();
 }

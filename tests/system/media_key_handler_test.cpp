@@ -131,6 +131,16 @@ TEST_F(MediaKeysTest, ShowsWhatPlaysOnlyWhileOn) {
     for (const char* entry : {"'mpris:trackid': <objectpath '/org/orvanta/track/2'>",
                               "'mpris:length': <int64 12500000>", "'xesam:artist': <['Orvanta']>"})
         EXPECT_TRUE(wire.contains(QLatin1String(entry))) << entry << " in " << wire.toStdString();
+    // While playing, the position moves on from the elapsed time of the last refresh.
+    const double position = playerctl({u"position"_s}).out.toDouble();
+    EXPECT_GE(position, 4.0);
+    EXPECT_GT(playerctl({u"position"_s}).out.toDouble(), position);
+    const QString root = runClient(u"gdbus"_s, u"introspect --session --dest "
+                                               "org.mpris.MediaPlayer2.orvanta --object-path "
+                                               "/org/mpris/MediaPlayer2"_s.split(u' '))
+                             .out;
+    for (const char* entry : {"readonly b CanQuit = true;", "Seeked(x Position);"})
+        EXPECT_TRUE(root.contains(QLatin1String(entry))) << entry << " in " << root.toStdString();
 
     // Pausing keeps the video and refreshes the elapsed time.
     controller->playing = false;

@@ -130,10 +130,25 @@ TEST(ScreenLock, LogindSessionLockAndUnlock) {
     }
     EXPECT_EQ(events.unlocks.count(), 0) << "two locks in a row post twice";
 
-    ASSERT_EQ(callLogind(path, sessionInterface, u"Unlock"_s).type(), QDBusMessage::ReplyMessage);
+    // The locker confirms the lock in LockedHint: announced already. Clearing the hint unlocks.
+    const auto setHint = [&](bool locked) {
+        return callLogind(path, sessionInterface, u"SetLockedHint"_s, {locked}).type();
+    };
+    ASSERT_EQ(setHint(true), QDBusMessage::ReplyMessage);
+    ASSERT_EQ(setHint(false), QDBusMessage::ReplyMessage);
     ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 1; }));
-    EXPECT_FALSE(monitor.isScreenLocked());
     EXPECT_EQ(events.locks.count(), 2);
+    EXPECT_FALSE(monitor.isScreenLocked());
+
+    // A desktop that only sets the hint.
+    ASSERT_EQ(setHint(true), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.locks.count() == 3; }));
+    EXPECT_TRUE(monitor.isScreenLocked());
+
+    ASSERT_EQ(callLogind(path, sessionInterface, u"Unlock"_s).type(), QDBusMessage::ReplyMessage);
+    ASSERT_TRUE(testutil::waitUntil([&] { return events.unlocks.count() == 2; }));
+    EXPECT_FALSE(monitor.isScreenLocked());
+    EXPECT_EQ(events.locks.count(), 3);
 }
 
 // Run by NoBus.MonitorsStayQuietWithoutBuses in a child process whose buses do not exist.
