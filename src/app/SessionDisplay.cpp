@@ -2,6 +2,8 @@
 
 #include "core/Logging.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QtGlobal>
 
@@ -16,8 +18,31 @@ void SessionDisplay::choosePlatform() {
     qCInfo(lcApp, "Wayland session without an X server: no desktop window is shown");
 }
 
+bool SessionDisplay::hasDisplay() {
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (platform.startsWith("xcb"))
+        return canReachXServer();
+    if (platform.startsWith("wayland"))
+        return canReachWaylandDisplay();
+    // Any other platform the user chose (offscreen, vnc, eglfs) needs no display server.
+    if (!platform.isEmpty())
+        return true;
+    return canReachXServer() || canReachWaylandDisplay();
+}
+
 bool SessionDisplay::canShowDesktopWindows() {
     return QGuiApplication::platformName() == QLatin1String("xcb");
+}
+
+bool SessionDisplay::canReachWaylandDisplay() {
+    const QString name = qEnvironmentVariable("WAYLAND_DISPLAY");
+    if (name.isEmpty())
+        return false;
+    // A relative name lives in the runtime folder.
+    const QString socket = QDir::isAbsolutePath(name)
+                               ? name
+                               : qEnvironmentVariable("XDG_RUNTIME_DIR") + QLatin1Char('/') + name;
+    return QFileInfo(socket).exists();
 }
 
 bool SessionDisplay::isWaylandSession() {

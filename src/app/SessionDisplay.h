@@ -10,12 +10,16 @@ public:
     // the user chose (QT_QPA_PLATFORM) is kept.
     static void choosePlatform();
 
+    // Whether the chosen platform has a display to reach: false where Qt could not start.
+    static bool hasDisplay();
+
     // Whether desktop windows can be placed below the others on Qt's platform, once the
     // application object exists.
     static bool canShowDesktopWindows();
 
 private:
     static bool isWaylandSession();
+    static bool canReachWaylandDisplay();
     // Whether the X server named by DISPLAY accepts a connection.
     static bool canReachXServer();
 };

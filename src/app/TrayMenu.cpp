@@ -66,19 +66,18 @@ void TrayMenu::rebuild() {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->togglePlayPause();
                       });
-    m_menu->addAction(icon(QStringLiteral("media-skip-backward")),
-                      QStringLiteral("Previous"), this, [] {
+    m_menu->addAction(icon(QStringLiteral("media-skip-backward")), QStringLiteral("Previous"), this,
+                      [] {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->previousVideo();
                       });
-    m_menu->addAction(icon(QStringLiteral("media-skip-forward")),
-                      QStringLiteral("Next"), this, [] {
-                          if (AppDelegate* controller = AppDelegate::shared())
-                              controller->nextVideo();
-                      });
+    m_menu->addAction(icon(QStringLiteral("media-skip-forward")), QStringLiteral("Next"), this, [] {
+        if (AppDelegate* controller = AppDelegate::shared())
+            controller->nextVideo();
+    });
     m_menu->addSeparator();
-    QAction* quit = m_menu->addAction(icon(QStringLiteral("application-exit")),
-                                      QStringLiteral("Quit Orvanta"), this,
-                                      [] { QCoreApplication::quit(); });
+    QAction* quit =
+        m_menu->addAction(icon(QStringLiteral("application-exit")), QStringLiteral("Quit Orvanta"),
+                          this, [] { QCoreApplication::quit(); });
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 }

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/SessionDisplay.h"
+#include "app/SingleInstance.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
 #include "core/Logging.h"
@@ -14,6 +15,8 @@
 #include "system/ScreenLockMonitor.h"
 
 #include <QApplication>
+
+#include <cstdio>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -38,6 +41,33 @@ void logFrames(const AppDelegate& delegate) {
     }
 }
 
+constexpr const char* kUsage =
+    "Usage: orvanta [--background]\n"
+    "\n"
+    "Plays your own videos as the moving background of your desktop, on every screen.\n"
+    "A second start shows the running program's settings window.\n"
+    "\n"
+    "Options:\n"
+    "  --background   start without opening the settings window, as at login\n"
+    "  -h, --help     show this help\n"
+    "  -v, --version  show the version\n";
+
+// Answers --help and --version without a display; -1 when the program is to start.
+int answerInformationOptions(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (argument == "--version" || argument == "-v") {
+            std::printf("orvanta %s\n", ORVANTA_VERSION);
+            return 0;
+        }
+    }
+    return -1;
+}
+
 qsizetype allVideosCount(const PlaylistLibrary& library) {
     for (const NamedPlaylist& playlist : library.playlists()) {
         if (playlist.name == QLatin1String(PlaylistLibrary::allVideosName))
@@ -59,7 +89,16 @@ int main(int argc, char** argv) {
 #endif
     // Decided before the application object: Qt's platform plugin and OpenGL's shared contexts
     // are set up with it.
+    if (const int answered = answerInformationOptions(argc, argv); answered >= 0)
+        return answered;
     SessionDisplay::choosePlatform();
+    if (!SessionDisplay::hasDisplay()) {
+        std::fputs(
+            "orvanta: no display to show the desktop on (neither DISPLAY nor WAYLAND_DISPLAY "
+            "reaches one)\n",
+            stderr);
+        return 1;
+    }
     VideoSurface::chooseRenderPath();
     // A widget application: the tray menu is a widget menu.
     QApplication app(argc, argv);
@@ -70,6 +109,9 @@ int main(int argc, char** argv) {
         qCInfo(lcApp, "No desktop window on Qt's %s platform: the desktop stays as it is",
                qUtf8Printable(QGuiApplication::platformName()));
     }
+    SingleInstance instance;
+    if (!instance.claim())
+        return 0;
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::received, &app,
                      [] { QCoreApplication::quit(); });

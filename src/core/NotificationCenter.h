@@ -19,6 +19,9 @@ Q_SIGNALS:
     void screenDidUnlock();
     void scheduleStateDidChange(bool isWithinSchedule);
     void syncModeDidChange();
+    // Someone outside asked for the settings window: a second start of the program, the
+    // desktop's media controls.
+    void settingsWindowRequested();
 
 private:
     NotificationCenter() = default;

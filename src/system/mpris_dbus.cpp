@@ -11,6 +11,8 @@
 
 #include "system/MediaControls.h"
 
+#include "core/NotificationCenter.h"
+
 #include <QCoreApplication>
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
@@ -40,7 +42,7 @@ qlonglong microseconds(double seconds) {
 
 class MprisControls;
 
-// org.mpris.MediaPlayer2: who the player is. It can be quit but not raised from outside.
+// org.mpris.MediaPlayer2: who the player is. Raising it shows the settings window.
 class RootAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.mpris.MediaPlayer2")
@@ -57,7 +59,7 @@ public:
         : QDBusAbstractAdaptor(parent) {}
 
     bool canQuit() const { return true; }
-    bool canRaise() const { return false; }
+    bool canRaise() const { return true; }
     bool hasTrackList() const { return false; }
     QString identity() const { return QStringLiteral("Orvanta"); }
     QString desktopEntry() const { return QStringLiteral("orvanta"); }
@@ -65,7 +67,12 @@ public:
     QStringList supportedMimeTypes() const { return {}; }
 
 public Q_SLOTS:
-    void Raise() {}
+    void Raise() {
+        QMetaObject::invokeMethod(
+            &NotificationCenter::instance(),
+            [] { Q_EMIT NotificationCenter::instance().settingsWindowRequested(); },
+            Qt::QueuedConnection);
+    }
     // After the reply has gone out.
     void Quit() {
         QMetaObject::invokeMethod(

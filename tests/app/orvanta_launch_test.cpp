@@ -227,6 +227,12 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     EXPECT_TRUE(second != first && second.startsWith(u"Orvanta|Video "_s)) << second.toStdString();
     EXPECT_EQ(press(u"previous"_s, second), first);
 
+    // A second start hands over to the running program and goes.
+    const testutil::ProcessResult again = testutil::runProcess(QStringLiteral(ORVANTA_BIN), {});
+    EXPECT_EQ(again.exitCode, 0) << again.err.toStdString();
+    EXPECT_TRUE(orvanta.readUntil("Another start asked for the settings window"))
+        << orvanta.output().constData();
+
     const testutil::ProcessResult unplug =
         testutil::runProcess(u"xrandr"_s, {u"--delmonitor"_s, u"DP-2"_s});
     ASSERT_EQ(unplug.exitCode, 0) << unplug.err.toStdString();
@@ -241,6 +247,23 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     EXPECT_TRUE(orvanta.finishes()) << orvanta.output().constData();
     expectInhibitions({u"-"_s});
     EXPECT_EQ(Preferences(storePath(dir)).objectForKey(u"transitionType"_s), QVariant(qint64(0)));
+}
+
+// Help and version need no display; a start without any display says so in one line.
+TEST(OrvantaLaunch, AnswersWithoutADisplayAndSaysWhenThereIsNone) {
+    const QStringList noDisplay{u"DISPLAY="_s, u"WAYLAND_DISPLAY="_s};
+    const QString program = QStringLiteral(ORVANTA_BIN);
+    const testutil::ProcessResult help = testutil::runProcess(program, {u"--help"_s}, noDisplay);
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.startsWith("Usage: orvanta [--background]\n")) << help.out.toStdString();
+    const testutil::ProcessResult version =
+        testutil::runProcess(program, {u"--version"_s}, noDisplay);
+    EXPECT_EQ(version.out, "orvanta " ORVANTA_VERSION "\n");
+    const testutil::ProcessResult start = testutil::runProcess(program, {}, noDisplay);
+    EXPECT_EQ(start.exitCode, 1);
+    EXPECT_FALSE(start.crashed);
+    EXPECT_EQ(start.err.count('\n'), 1) << start.err.toStdString();
+    EXPECT_TRUE(start.err.startsWith("orvanta: no display")) << start.err.toStdString();
 }
 
 // On a Wayland session the desktop is drawn through XWayland where an X server is there, and not
