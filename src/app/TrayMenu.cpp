@@ -1,6 +1,9 @@
 #include "app/TrayMenu.h"
 
 #include "app/AppDelegate.h"
+#include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
+#include "system/LaunchAtLoginManager.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -75,6 +78,14 @@ void TrayMenu::rebuild() {
         if (AppDelegate* controller = AppDelegate::shared())
             controller->nextVideo();
     });
+    m_menu->addSeparator();
+    // Shows the last request, not whether the entry is there now.
+    QAction* launchAtLogin =
+        m_menu->addAction(icon(QStringLiteral("system-run")), QStringLiteral("Launch at Login"));
+    launchAtLogin->setCheckable(true);
+    launchAtLogin->setChecked(Settings::launchAtLogin.read(Preferences::standard()));
+    connect(launchAtLogin, &QAction::toggled, this,
+            [](bool enabled) { LaunchAtLoginManager::shared().setEnabled(enabled); });
     m_menu->addSeparator();
     QAction* quit =
         m_menu->addAction(icon(QStringLiteral("application-exit")), QStringLiteral("Quit Orvanta"),

@@ -3,6 +3,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/TrayMenu.h"
+#include "core/AppPaths.h"
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "playback/DesktopWindowController.h"
@@ -12,6 +13,7 @@
 #include "system/PowerSource.h"
 
 #include <QAction>
+#include <QFile>
 #include <QIcon>
 #include <QImage>
 #include <QMenu>
@@ -76,7 +78,8 @@ TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
 
     TrayMenu tray;
-    const QStringList idle{u"Play/Pause"_s, u"Previous"_s, u"Next"_s, u"-"_s, u"Quit Orvanta"_s};
+    const QStringList idle{u"Play/Pause"_s,      u"Previous"_s, u"Next"_s,        u"-"_s,
+                           u"Launch at Login"_s, u"-"_s,        u"Quit Orvanta"_s};
     ASSERT_EQ(AppDelegate::shared(), nullptr);
     EXPECT_EQ(texts(*tray.menu()), idle);
     action(*tray.menu(), u"Play/Pause"_s)->trigger();
@@ -95,6 +98,14 @@ TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
 
     action(*tray.menu(), u"Play/Pause"_s)->trigger();
     EXPECT_FALSE(delegate.isPlaying());
+
+    // The check box writes the autostart entry and shows the request the next time.
+    action(*tray.menu(), u"Launch at Login"_s)->trigger();
+    EXPECT_TRUE(QFile::exists(AppPaths::autostartEntry()));
+    tray.rebuild();
+    EXPECT_TRUE(action(*tray.menu(), u"Launch at Login"_s)->isChecked());
+    action(*tray.menu(), u"Launch at Login"_s)->trigger();
+    EXPECT_FALSE(QFile::exists(AppPaths::autostartEntry()));
 
     // Space typed into the open menu chooses the highlighted item, and only that.
     QMenu& menu = *tray.menu();
