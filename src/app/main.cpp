@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/SessionDisplay.h"
 #include "app/SingleInstance.h"
+#include "app/SupportInfoCollector.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
 #include "core/Logging.h"
@@ -16,7 +17,9 @@
 
 #include <QApplication>
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -49,6 +52,7 @@ constexpr const char* kUsage =
     "\n"
     "Options:\n"
     "  --background   start without opening the settings window, as at login\n"
+    "  --support-info print the support report (of the running program, if one runs)\n"
     "  -h, --help     show this help\n"
     "  -v, --version  show the version\n";
 
@@ -66,6 +70,21 @@ int answerInformationOptions(int argc, char** argv) {
         }
     }
     return -1;
+}
+
+// Prints the report and ends, leaving a running program as it is.
+int printSupportInfo(int argc, char** argv) {
+    SessionDisplay::choosePlatform();
+    // The screens are read from the display where there is one.
+    std::unique_ptr<QCoreApplication> app;
+    if (SessionDisplay::hasDisplay())
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    else
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    const std::optional<QString> running = SingleInstance::runningSupportInfo();
+    const QString report = running ? *running : SupportInfoCollector::report();
+    std::fputs(report.toUtf8().constData(), stdout);
+    return 0;
 }
 
 qsizetype allVideosCount(const PlaylistLibrary& library) {
@@ -91,6 +110,9 @@ int main(int argc, char** argv) {
     // are set up with it.
     if (const int answered = answerInformationOptions(argc, argv); answered >= 0)
         return answered;
+    if (std::any_of(argv + 1, argv + argc,
+                    [](const char* argument) { return qstrcmp(argument, "--support-info") == 0; }))
+        return printSupportInfo(argc, argv);
     SessionDisplay::choosePlatform();
     if (!SessionDisplay::hasDisplay()) {
         std::fputs(

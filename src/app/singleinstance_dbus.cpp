@@ -1,9 +1,11 @@
 // The running program is com.orvanta.Orvanta on the session bus, answering the desktop's
 // org.freedesktop.Application interface at /com/orvanta/Orvanta: Activate shows the settings
-// window, which is what a second start of the program asks for.
+// window, which is what a second start of the program asks for. Its own interface
+// com.orvanta.Orvanta gives the support report of the running program.
 
 #include "app/SingleInstance.h"
 
+#include "app/SupportInfoCollector.h"
 #include "core/Logging.h"
 #include "core/NotificationCenter.h"
 
@@ -38,7 +40,32 @@ public Q_SLOTS:
     void ActivateAction(const QString&, const QVariantList&, const QVariantMap&) {}
 };
 
+class ReportAdaptor : public QDBusAbstractAdaptor {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.orvanta.Orvanta")
+
+public:
+    explicit ReportAdaptor(QObject* parent)
+        : QDBusAbstractAdaptor(parent) {}
+
+public Q_SLOTS:
+    QString SupportInfo() { return SupportInfoCollector::report(); }
+};
+
 } // namespace
+
+std::optional<QString> SingleInstance::runningSupportInfo() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.interface()->isServiceRegistered(kServiceName))
+        return std::nullopt;
+    const QDBusMessage call = QDBusMessage::createMethodCall(kServiceName, kObjectPath,
+                                                             QStringLiteral("com.orvanta.Orvanta"),
+                                                             QStringLiteral("SupportInfo"));
+    const QDBusReply<QString> reply = bus.call(call, QDBus::Block, kActivateTimeoutMs);
+    if (!reply.isValid())
+        return std::nullopt;
+    return reply.value();
+}
 
 SingleInstance::SingleInstance(QObject* parent)
     : QObject(parent) {
@@ -59,6 +86,7 @@ bool SingleInstance::claim() {
         return true;
     }
     new ApplicationAdaptor(this);
+    new ReportAdaptor(this);
     bus.registerObject(kObjectPath, this);
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
         bus.interface()->registerService(kServiceName, QDBusConnectionInterface::DontQueueService,

@@ -150,6 +150,17 @@ QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
 TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeysAndMonitors) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
+    const QStringList ownStore{u"XDG_CONFIG_HOME="_s + dir.filePath(u"config"_s),
+                               u"XDG_STATE_HOME="_s + dir.filePath(u"state"_s)};
+    // Before any start the report shows the store's zero values and the screens, main first.
+    const testutil::ProcessResult fresh =
+        testutil::runProcess(QStringLiteral(ORVANTA_BIN), {u"--support-info"_s}, ownStore);
+    EXPECT_EQ(fresh.exitCode, 0);
+    for (const char* line : {"\nAuto-play on launch: false\n", "\nTransition duration: 0.0s\n",
+                             "\nDisplay 1 (Main): 1920x1080 @1.0x\nDisplay 2: 1920x1080 @1.0x\n",
+                             "\n--- Playback State ---\n\n"})
+        EXPECT_TRUE(fresh.out.contains(line)) << fresh.out.constData();
+    EXPECT_TRUE(fresh.out.endsWith("\n=== End Support Info ===")) << fresh.out.constData();
     {
         RunningOrvanta orvanta(dir.path());
         ASSERT_TRUE(orvanta.start());
@@ -232,6 +243,14 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     EXPECT_EQ(again.exitCode, 0) << again.err.toStdString();
     EXPECT_TRUE(orvanta.readUntil("Another start asked for the settings window"))
         << orvanta.output().constData();
+    // The report comes from the running program, which plays on undisturbed.
+    const testutil::ProcessResult report =
+        testutil::runProcess(QStringLiteral(ORVANTA_BIN), {u"--support-info"_s});
+    // One shared player for both screens.
+    EXPECT_TRUE(report.out.contains("\nPlaying: true\nScreens playing: 1/2\nCurrent video: "))
+        << report.out.constData();
+    EXPECT_TRUE(report.out.contains("\nTotal videos: 3\n")) << report.out.constData();
+    EXPECT_EQ(playerctl(status), u"Playing"_s);
 
     const testutil::ProcessResult unplug =
         testutil::runProcess(u"xrandr"_s, {u"--delmonitor"_s, u"DP-2"_s});

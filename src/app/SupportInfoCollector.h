@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+// Gathers what the support report shows from the running program: its screens, its controller,
+// the playable types, and the user's store.
+class SupportInfoCollector {
+public:
+    static QString report();
+    // Puts the report on the clipboard, as the settings page's button does.
+    static void copyToClipboard();
+};
