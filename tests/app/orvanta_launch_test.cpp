@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <csignal>
 
@@ -95,23 +96,36 @@ QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
     return last;
 }
 
-// Starts the real program twice, ending it as a session does: the first start writes the
-// defaults; the second keeps the user's choice, answers media controls and rebuilds the windows
-// once when a monitor goes (this program has a harness of its own).
+// Starts the real program twice, ending it as a session does: the first start finds the store
+// locked by another program for longer than it waits, goes on, and reads the store and writes
+// the defaults once it is free, keeping what was stored; the second keeps the user's choice,
+// answers media controls and rebuilds the windows once when a monitor goes (this program has a
+// harness of its own).
 TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeysAndMonitors) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
+    Preferences(storePath(dir)).set(u"videoScaling"_s, 1);
     {
+        sqlite3* holder = nullptr;
+        ASSERT_EQ(sqlite3_open(qPrintable(storePath(dir)), &holder), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
         RunningOrvanta orvanta(dir.path());
         ASSERT_TRUE(orvanta.start());
         ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
+        sqlite3_close(holder);
         EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.output().contains(" is in use by another program; waiting up to 5 s"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.readUntil("Preferences: read " + QFile::encodeName(storePath(dir)) +
+                                      " now that it can be used again"))
             << orvanta.output().constData();
         EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
     }
     ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 3, 20.0));
     {
         Preferences store(storePath(dir));
+        EXPECT_EQ(store.objectForKey(u"videoScaling"_s), QVariant(qint64(1)));
         EXPECT_EQ(store.objectForKey(u"transitionType"_s), QVariant(qint64(2)));
         store.set(u"transitionType"_s, 0);
         // One shared queue, so the primary screen's video is the only one that moves.
