@@ -153,7 +153,10 @@ int DefaultsCommand::run(const QStringList& arguments, Preferences* store) {
 
     std::unique_ptr<Preferences> owned;
     if (!store) {
-        owned = std::make_unique<Preferences>(Preferences::standardFilePath());
+        // A command on one key reads only that key.
+        owned =
+            std::make_unique<Preferences>(Preferences::standardFilePath(), nullptr,
+                                          Preferences::kWaitLimitMs, line->key.value_or(QString()));
         store = owned.get();
     }
     if (!store->isOpen())

@@ -194,9 +194,11 @@ QPointer<Preferences> g_standard;
 
 } // namespace
 
-Preferences::Preferences(const QString& filePath, QObject* parent, int waitLimitMs)
+Preferences::Preferences(const QString& filePath, QObject* parent, int waitLimitMs,
+                         const QString& onlyKey)
     : QObject(parent)
     , m_filePath(filePath)
+    , m_onlyKey(onlyKey)
     , m_waitLimitMs(waitLimitMs)
     , m_waitMs(waitLimitMs) {
     if (QCoreApplication::instance()) {
@@ -207,7 +209,10 @@ Preferences::Preferences(const QString& filePath, QObject* parent, int waitLimit
     }
     if (open())
         load();
-    watchFile();
+    // Once the event loop runs: a command that reads a value and exits never waits for it, and
+    // closing a file watch costs the kernel a grace period of several milliseconds.
+    if (m_retryTimer)
+        QTimer::singleShot(0, this, &Preferences::watchFile);
 }
 
 Preferences::~Preferences() {
@@ -387,11 +392,15 @@ void Preferences::moveDamagedFileAside(const QString& reason) {
 
 QHash<QString, QVariant> Preferences::readAll(int* result) const {
     QHash<QString, QVariant> values;
-    Statement select(m_db, "SELECT key, type, value FROM preferences");
+    Statement select(m_db, m_onlyKey.isEmpty()
+                               ? "SELECT key, type, value FROM preferences"
+                               : "SELECT key, type, value FROM preferences WHERE key = ?1");
     if (!select) {
         *result = sqlite3_errcode(m_db);
         return values;
     }
+    if (!m_onlyKey.isEmpty())
+        select.bindText(1, m_onlyKey);
     int rc;
     while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
         sqlite3_stmt* row = select.get();
@@ -432,8 +441,6 @@ qint64 Preferences::dataVersion() const {
 }
 
 void Preferences::watchFile() {
-    if (!QCoreApplication::instance())
-        return;
     // Another process's commit rewrites the file; the watch wakes us only then, and
     // data_version tells its commits from our own.
     m_watcher = new QFileSystemWatcher(this);
@@ -446,6 +453,8 @@ void Preferences::watchFile() {
     };
     connect(m_watcher, &QFileSystemWatcher::fileChanged, this, onChange);
     connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, onChange);
+    // What changed before the watch began.
+    checkForExternalChanges();
 }
 
 bool Preferences::checkForExternalChanges() {

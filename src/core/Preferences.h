@@ -40,9 +40,10 @@ public:
     static constexpr int kWaitLimitMs = 5000;
 
     // Opens (creating when needed) the store at filePath and reads it. A damaged file is moved
-    // aside into the damaged-data folder first, so nothing is overwritten unseen.
+    // aside into the damaged-data folder first, so nothing is overwritten unseen. With onlyKey,
+    // that key is all it reads and knows of: one command need not read a large library.
     explicit Preferences(const QString& filePath, QObject* parent = nullptr,
-                         int waitLimitMs = kWaitLimitMs);
+                         int waitLimitMs = kWaitLimitMs, const QString& onlyKey = QString());
     ~Preferences() override;
 
     // The store of this user: $XDG_CONFIG_HOME/orvanta/preferences.sqlite3.
@@ -133,6 +134,7 @@ private:
     static int onBusy(void* self, int attempt);
 
     QString m_filePath;
+    QString m_onlyKey;
     sqlite3* m_db = nullptr;
     mutable QReadWriteLock m_lock;
     QHash<QString, QVariant> m_values;
