@@ -1,6 +1,7 @@
 // Times `orvanta-defaults read` of one small key in a store that also holds a 10 MB playlist
 // library document, a whole call from start to exit, beside the sqlite3 shell reading the same
-// row of the same file (goal 10 ms a call, median).
+// row of the same file (goal 10 ms a call, median). On a busy machine the wall time mostly
+// measures the wait for a processor, so the processor time of each call is printed too.
 //
 //   defaults_bench
 
@@ -10,9 +11,9 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
-#include <vector>
+#include <sys/resource.h>
 
-using benchutil::Figure;
+#include <vector>
 
 namespace {
 
@@ -20,14 +21,34 @@ constexpr int kRuns = 21;
 constexpr qsizetype kLibraryBytes = 10 * 1024 * 1024;
 constexpr double kGoalMs = 10.0;
 
-// The median time of a program run kRuns times; negative when it fails.
-double medianRun(const QStringList& command) {
-    std::vector<double> times;
+// User and system time of the finished child processes so far.
+double childProcessorMs() {
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    const auto ms = [](const timeval& t) {
+        return double(t.tv_sec) * 1e3 + double(t.tv_usec) / 1e3;
+    };
+    return ms(usage.ru_utime) + ms(usage.ru_stime);
+}
+
+struct Timing {
+    double wallMs = -1;
+    double processorMs = -1;
+};
+
+// The median times of a program run kRuns times; negative when it fails.
+Timing medianRun(const QStringList& command) {
+    std::vector<double> wall, processor;
     bool ok = true;
-    for (int run = 0; run < kRuns; ++run)
-        times.push_back(
+    for (int run = 0; run < kRuns; ++run) {
+        const double before = childProcessorMs();
+        wall.push_back(
             benchutil::millisecondsOf([&] { ok = benchutil::runQuietly(command) && ok; }));
-    return ok ? benchutil::median(times) : -1.0;
+        processor.push_back(childProcessorMs() - before);
+    }
+    if (!ok)
+        return {};
+    return {benchutil::median(wall), benchutil::median(processor)};
 }
 
 } // namespace
@@ -50,16 +71,20 @@ int main(int argc, char** argv) {
             return 1;
     }
 
-    const double tool = medianRun({QStringLiteral(ORVANTA_DEFAULTS_BIN), QStringLiteral("read"),
+    const Timing tool = medianRun({QStringLiteral(ORVANTA_DEFAULTS_BIN), QStringLiteral("read"),
                                    QStringLiteral("audioVolume")});
-    const double shell =
+    const Timing shell =
         medianRun({QStringLiteral("sqlite3"), path,
                    QStringLiteral("SELECT value FROM preferences WHERE key = 'audioVolume'")});
-    if (tool < 0 || shell < 0)
+    if (tool.wallMs < 0 || shell.wallMs < 0)
         return 1;
-    benchutil::printLine(
-        {QStringLiteral("defaults read, 10 MB library"), tool, QStringLiteral("ms")},
-        {QStringLiteral("sqlite3 shell, same row"), shell, QStringLiteral("ms")},
-        QStringLiteral("<= 10 ms"), tool <= kGoalMs);
+    const QString goal = QStringLiteral("<= 10 ms");
+    const QString ms = QStringLiteral("ms");
+    benchutil::printLine({QStringLiteral("defaults read, 10 MB library"), tool.wallMs, ms},
+                         {QStringLiteral("sqlite3 shell, same row"), shell.wallMs, ms}, goal,
+                         tool.wallMs <= kGoalMs);
+    benchutil::printLine({QStringLiteral("defaults read, processor time"), tool.processorMs, ms},
+                         {QStringLiteral("sqlite3 shell, processor time"), shell.processorMs, ms},
+                         goal, tool.processorMs <= kGoalMs);
     return 0;
 }

@@ -69,41 +69,35 @@ QString typeName(Preferences::Type type) {
 
 QString DefaultsCommand::usage() {
     return QStringLiteral(
-               "Usage: orvanta-defaults COMMAND [ARGUMENTS]\n"
-               "\n"
-               "Reads and writes Orvanta's preferences. A running Orvanta sees every change at "
-               "once.\n"
-               "\n"
-               "Commands:\n"
-               "  read [KEY]                 print the value of KEY, or every key with its value\n"
-               "  read-type KEY              print the type of KEY's value\n"
-               "  write KEY VALUE            store VALUE as a string\n"
-               "  write KEY -TYPE VALUE      store a typed value; -TYPE is one of\n"
-               "                               -bool    true, false, yes, no, 1 or 0\n"
-               "                               -int     a 64-bit integer\n"
-               "                               -float   a decimal number\n"
-               "                               -string  any text\n"
-               "                               -data    bytes as hex (0a1b2c) or base64 "
-               "(base64:ChsC)\n"
-               "                               -path    a file or folder, stored as data: the "
-               "bytes\n"
-               "                                        of its absolute path (as folder bookmarks "
-               "are)\n"
-               "  write KEY -array [ELEMENT ...]\n"
-               "                             store a list; an element is a string unless preceded\n"
-               "                             by one of the type flags above\n"
-               "  delete KEY                 remove KEY\n"
-               "  list                       print every key with the type of its value\n"
-               "  help                       print this text\n"
-               "\n"
-               "Values print as: booleans true/false, integers as digits, floats always with a "
-               "point\n"
-               "or an exponent (1.0, 2.5e-07), strings as they are, data as <hex>, lists as\n"
-               "( element, ... ) with strings in quotes.\n"
-               "\n"
-               "Exit status: 0 done, 1 no such key, 2 bad command line or value, 3 store unusable\n"
-               "(locked by another program for over %1 s, read-only, disk full or unreadable).\n")
-        .arg(Preferences::kWaitLimitMs / 1000);
+        "Usage: orvanta-defaults COMMAND [ARGUMENTS]\n"
+        "\n"
+        "Reads and writes Orvanta's preferences. A running Orvanta sees every change at once.\n"
+        "\n"
+        "Commands:\n"
+        "  read [KEY]                 print the value of KEY, or every key with its value\n"
+        "  read-type KEY              print the type of KEY's value\n"
+        "  write KEY VALUE            store VALUE as a string\n"
+        "  write KEY -TYPE VALUE      store a typed value; -TYPE is one of\n"
+        "                               -bool    true, false, yes, no, 1 or 0\n"
+        "                               -int     a 64-bit integer\n"
+        "                               -float   a decimal number\n"
+        "                               -string  any text\n"
+        "                               -data    bytes as hex (0a1b2c) or base64 (base64:ChsC)\n"
+        "                               -path    a file or folder, stored as data: the bytes\n"
+        "                                        of its absolute path (as folder bookmarks are)\n"
+        "  write KEY -array [ELEMENT ...]\n"
+        "                             store a list; an element is a string unless preceded\n"
+        "                             by one of the type flags above\n"
+        "  delete KEY                 remove KEY\n"
+        "  list                       print every key with the type of its value\n"
+        "  help                       print this text\n"
+        "\n"
+        "Values print as: booleans true/false, integers as digits, floats always with a point\n"
+        "or an exponent (1.0, 2.5e-07), strings as they are, data as <hex>, lists as\n"
+        "( element, ... ) with strings in quotes.\n"
+        "\n"
+        "Exit status: 0 done, 1 no such key, 2 bad command line or value, 3 store unusable\n"
+        "(locked by another program for over 5 s, read-only, disk full or unreadable).\n");
 }
 
 QString DefaultsCommand::format(const QVariant& value, bool quoteStrings) {
@@ -153,7 +147,8 @@ int DefaultsCommand::run(const QStringList& arguments, Preferences* store) {
 
     std::unique_ptr<Preferences> owned;
     if (!store) {
-        // A command on one key reads only that key.
+        // A command on one key reads only that key. The usage text names the wait.
+        static_assert(Preferences::kWaitLimitMs == 5000);
         owned =
             std::make_unique<Preferences>(Preferences::standardFilePath(), nullptr,
                                           Preferences::kWaitLimitMs, line->key.value_or(QString()));

@@ -216,6 +216,12 @@ Preferences::Preferences(const QString& filePath, QObject* parent, int waitLimit
 }
 
 Preferences::~Preferences() {
+    // The last chance for what the store could not take so far, with the full wait.
+    if (m_db && m_loaded && !m_pending.isEmpty() && !writePending()) {
+        qCCritical(lcPreferences,
+                   "Preferences: %lld changes could not be written to %s and are lost",
+                   qlonglong(m_pending.size()), qUtf8Printable(m_filePath));
+    }
     if (m_db)
         sqlite3_close(m_db);
 }
@@ -274,7 +280,8 @@ bool Preferences::load() {
         it = values.contains(it.key()) ? m_pending.erase(it) : std::next(it);
     m_loaded = true;
     m_dataVersion = dataVersion();
-    replaceValues(std::move(values));
+    if (replaceValues(std::move(values)))
+        Q_EMIT didChange();
     return true;
 }
 
@@ -477,12 +484,13 @@ bool Preferences::checkForExternalChanges() {
     }
     m_dataVersion = version;
     replaceValues(std::move(values));
+    Q_EMIT didChange();
     return true;
 }
 
 // Takes what the file holds, with the writes still waiting on top, and announces every key
-// that changed.
-void Preferences::replaceValues(QHash<QString, QVariant> values) {
+// that changed; true when one did.
+bool Preferences::replaceValues(QHash<QString, QVariant> values) {
     for (auto it = m_pending.cbegin(); it != m_pending.cend(); ++it) {
         if (it.value().isValid())
             values.insert(it.key(), it.value());
@@ -504,8 +512,7 @@ void Preferences::replaceValues(QHash<QString, QVariant> values) {
     }
     for (const QString& key : std::as_const(changed))
         Q_EMIT valueChanged(key);
-    if (!changed.isEmpty())
-        Q_EMIT didChange();
+    return !changed.isEmpty();
 }
 
 QVariant Preferences::objectForKey(const QString& key) const {
@@ -713,6 +720,9 @@ bool Preferences::store(const QString& key, const QVariant& value) {
         written = rc == SQLITE_OK;
         if (!written)
             noteFailure(rc, Action::Write);
+        // A value the store refuses for itself (too large, say) will not fit later either.
+        if (!written && !isBusy(rc) && !isEnvironmental(rc))
+            return false;
     }
     if (!written) {
         m_pending.insert(key, value);
@@ -867,5 +877,6 @@ void Preferences::applyFirstRunDefaults() {
         if (written.contains(key))
             current.insert(key, value);
     }
-    replaceValues(std::move(current));
+    if (replaceValues(std::move(current)))
+        Q_EMIT didChange();
 }

@@ -125,7 +125,7 @@ private:
     int writeValue(const QString& key, const QVariant& value);
     bool store(const QString& key, const QVariant& value);
     bool writePending();
-    void replaceValues(QHash<QString, QVariant> values);
+    bool replaceValues(QHash<QString, QVariant> values);
     void announce(const QString& key);
     void watchFile();
     void retryLater();
