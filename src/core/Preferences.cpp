@@ -297,9 +297,12 @@ int Preferences::createSchema() {
     return rc;
 }
 
-// Only a failure that is neither a lock nor the file system's doing can mean damage, and then
-// the integrity check decides; it reads the whole file, so it runs only here.
+// Damaged is what SQLite calls corrupt or not a database. Any other failure that is neither a
+// lock nor the file system's doing leaves it to the integrity check, which reads the whole
+// file and so runs only here.
 bool Preferences::isDamaged(int rc) {
+    if ((rc & 0xff) == SQLITE_CORRUPT || (rc & 0xff) == SQLITE_NOTADB)
+        return true;
     if (isBusy(rc) || isEnvironmental(rc))
         return false;
     Statement check(m_db, "PRAGMA integrity_check(1)");
