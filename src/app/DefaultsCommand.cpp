@@ -96,7 +96,8 @@ QString DefaultsCommand::usage() {
         "or an exponent (1.0, 2.5e-07), strings as they are, data as <hex>, lists as\n"
         "( element, ... ) with strings in quotes.\n"
         "\n"
-        "Exit status: 0 done, 1 no such key, 2 bad command line or value, 3 store unusable.\n");
+        "Exit status: 0 done, 1 no such key, 2 bad command line or value, 3 store unusable\n"
+        "(locked by another program for over 5 s, read-only, disk full or unreadable).\n");
 }
 
 QString DefaultsCommand::format(const QVariant& value, bool quoteStrings) {
@@ -146,12 +147,15 @@ int DefaultsCommand::run(const QStringList& arguments, Preferences* store) {
 
     std::unique_ptr<Preferences> owned;
     if (!store) {
-        owned = std::make_unique<Preferences>(Preferences::standardFilePath());
+        // A command on one key reads only that key. The usage text names the wait.
+        static_assert(Preferences::kWaitLimitMs == 5000);
+        owned =
+            std::make_unique<Preferences>(Preferences::standardFilePath(), nullptr,
+                                          Preferences::kWaitLimitMs, line->key.value_or(QString()));
         store = owned.get();
     }
     if (!store->isOpen())
-        return fail(StoreError,
-                    QStringLiteral("cannot open the preferences store %1").arg(store->filePath()));
+        return fail(StoreError, store->problem());
 
     const QString key = line->key.value_or(QString());
     const auto noSuchKey = [&] {
@@ -186,13 +190,12 @@ int DefaultsCommand::run(const QStringList& arguments, Preferences* store) {
     case DefaultsCommandLine::Verb::Delete:
         if (!store->objectForKey(key).isValid())
             return noSuchKey();
-        store->removeObject(key);
-        if (store->objectForKey(key).isValid())
-            return fail(StoreError, QStringLiteral("could not delete \"%1\"").arg(key));
+        if (!store->removeObject(key))
+            return fail(StoreError, store->problem());
         break;
     case DefaultsCommandLine::Verb::Write:
         if (!store->setValue(key, line->value))
-            return fail(StoreError, QStringLiteral("could not write \"%1\"").arg(key));
+            return fail(StoreError, store->problem());
         break;
     }
     return Success;

@@ -12,7 +12,9 @@
 #include <QFileSystemWatcher>
 #include <QPointer>
 #include <QReadLocker>
+#include <QScopeGuard>
 #include <QStringList>
+#include <QThread>
 #include <QTimer>
 #include <QWriteLocker>
 
@@ -20,6 +22,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -31,6 +34,33 @@ const char* const kTypeData = "data";
 const char* const kTypeArray = "array";
 
 const char* const kFirstRunMarker = "firstRunDefaultsApplied";
+
+// A busy store is mentioned in the log once it has been waited for this long.
+constexpr int kWaitLogAfterMs = 1000;
+// Retries run on the main thread, so each waits only briefly for the lock.
+constexpr int kRetryWaitMs = 100;
+constexpr int kRetryIntervalMs = 1000;
+
+bool isBusy(int rc) {
+    return (rc & 0xff) == SQLITE_BUSY || (rc & 0xff) == SQLITE_LOCKED;
+}
+
+// Failures of the file system or the process, which say nothing about what the file holds.
+bool isEnvironmental(int rc) {
+    switch (rc & 0xff) {
+    case SQLITE_PERM:
+    case SQLITE_READONLY:
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+    case SQLITE_FULL:
+    case SQLITE_NOMEM:
+    case SQLITE_AUTH:
+    case SQLITE_NOLFS:
+        return true;
+    default:
+        return false;
+    }
+}
 
 // A small owner of one prepared statement.
 class Statement {
@@ -60,15 +90,8 @@ private:
     sqlite3_stmt* m_statement = nullptr;
 };
 
-bool exec(sqlite3* db, const char* sql) {
-    char* message = nullptr;
-    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, &message);
-    if (rc != SQLITE_OK) {
-        qCWarning(lcPreferences, "Preferences: %s failed: %s", sql, message ? message : "?");
-        sqlite3_free(message);
-        return false;
-    }
-    return true;
+int exec(sqlite3* db, const char* sql) {
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
 }
 
 QString columnText(sqlite3_stmt* statement, int column) {
@@ -171,18 +194,34 @@ QPointer<Preferences> g_standard;
 
 } // namespace
 
-Preferences::Preferences(const QString& filePath, QObject* parent)
+Preferences::Preferences(const QString& filePath, QObject* parent, int waitLimitMs,
+                         const QString& onlyKey)
     : QObject(parent)
-    , m_filePath(filePath) {
-    if (!open())
-        return;
-    bool ok = false;
-    m_values = readAll(&ok);
-    m_dataVersion = dataVersion();
-    watchFile();
+    , m_filePath(filePath)
+    , m_onlyKey(onlyKey)
+    , m_waitLimitMs(waitLimitMs)
+    , m_waitMs(waitLimitMs) {
+    if (QCoreApplication::instance()) {
+        m_retryTimer = new QTimer(this);
+        m_retryTimer->setSingleShot(true);
+        m_retryTimer->setInterval(kRetryIntervalMs);
+        connect(m_retryTimer, &QTimer::timeout, this, &Preferences::retry);
+    }
+    if (open())
+        load();
+    // Once the event loop runs: a command that reads a value and exits never waits for it, and
+    // closing a file watch costs the kernel a grace period of several milliseconds.
+    if (m_retryTimer)
+        QTimer::singleShot(0, this, &Preferences::watchFile);
 }
 
 Preferences::~Preferences() {
+    // The last chance for what the store could not take so far, with the full wait.
+    if (m_db && m_loaded && !m_pending.isEmpty() && !writePending()) {
+        qCCritical(lcPreferences,
+                   "Preferences: %lld changes could not be written to %s and are lost",
+                   qlonglong(m_pending.size()), qUtf8Printable(m_filePath));
+    }
     if (m_db)
         sqlite3_close(m_db);
 }
@@ -201,51 +240,148 @@ Preferences& Preferences::standard() {
 
 bool Preferences::open() {
     QDir().mkpath(QFileInfo(m_filePath).absolutePath());
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const QByteArray path = QFile::encodeName(m_filePath);
-        sqlite3* db = nullptr;
-        const int rc = sqlite3_open_v2(
-            path.constData(), &db,
-            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
-        if (rc == SQLITE_OK) {
-            m_db = db;
-            sqlite3_busy_timeout(m_db, 5000);
-            if (createSchema())
-                return true;
-        } else {
-            qCWarning(lcPreferences, "Preferences: cannot open %s: %s", path.constData(),
-                      db ? sqlite3_errmsg(db) : "out of memory");
-            sqlite3_close(db);
-        }
-        if (m_db) {
-            sqlite3_close(m_db);
-            m_db = nullptr;
-        }
-        if (attempt == 0 && QFileInfo(m_filePath).isFile())
-            moveDamagedFileAside(QStringLiteral("it is not a readable preferences store"));
-        else
-            break;
+    const QByteArray path = QFile::encodeName(m_filePath);
+    sqlite3* db = nullptr;
+    const int rc = sqlite3_open_v2(
+        path.constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
+        nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_close(db);
+        noteFailure(rc, Action::Open);
+        return false;
     }
-    qCCritical(lcPreferences, "Preferences: the store %s cannot be used; settings are not kept",
-               qUtf8Printable(m_filePath));
-    return false;
+    m_db = db;
+    sqlite3_busy_handler(m_db, &Preferences::onBusy, this);
+    return true;
 }
 
-bool Preferences::createSchema() {
-    if (!exec(m_db, "PRAGMA journal_mode=DELETE") || !exec(m_db, "PRAGMA synchronous=FULL"))
-        return false;
-    {
-        // A file that is not a database, or a damaged one, fails here.
-        Statement check(m_db, "PRAGMA quick_check");
-        if (!check || sqlite3_step(check.get()) != SQLITE_ROW ||
-            columnText(check.get(), 0) != QLatin1String("ok")) {
+// Reads the whole store into memory. What a failure means decides what follows: a busy or
+// unreachable file is tried again later, and only a damaged one is replaced.
+bool Preferences::load() {
+    int rc = createSchema();
+    QHash<QString, QVariant> values;
+    if (rc == SQLITE_OK)
+        values = readAll(&rc);
+    if (rc != SQLITE_OK && isDamaged(rc)) {
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        moveDamagedFileAside(QStringLiteral("it is not a readable preferences store"));
+        if (!open())
             return false;
-        }
+        rc = createSchema();
     }
-    return exec(m_db, "CREATE TABLE IF NOT EXISTS preferences ("
-                      " key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value)") &&
-           exec(m_db, "CREATE TABLE IF NOT EXISTS meta ("
-                      " name TEXT PRIMARY KEY NOT NULL, value)");
+    if (rc != SQLITE_OK) {
+        noteFailure(rc, Action::Read);
+        return false;
+    }
+    // What was written before the store could be read was decided without its values: it fills
+    // in only the keys the store does not hold.
+    for (auto it = m_pending.begin(); it != m_pending.end();)
+        it = values.contains(it.key()) ? m_pending.erase(it) : std::next(it);
+    m_loaded = true;
+    m_dataVersion = dataVersion();
+    if (replaceValues(std::move(values)))
+        Q_EMIT didChange();
+    return true;
+}
+
+int Preferences::createSchema() {
+    int rc = exec(m_db, "PRAGMA journal_mode=DELETE");
+    if (rc == SQLITE_OK)
+        rc = exec(m_db, "PRAGMA synchronous=FULL");
+    if (rc == SQLITE_OK)
+        rc = exec(m_db, "CREATE TABLE IF NOT EXISTS preferences ("
+                        " key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value)");
+    if (rc == SQLITE_OK)
+        rc = exec(m_db, "CREATE TABLE IF NOT EXISTS meta (name TEXT PRIMARY KEY NOT NULL, value)");
+    return rc;
+}
+
+// Damaged is what SQLite calls corrupt or not a database. Any other failure that is neither a
+// lock nor the file system's doing leaves it to the integrity check, which reads the whole
+// file and so runs only here.
+bool Preferences::isDamaged(int rc) {
+    if ((rc & 0xff) == SQLITE_CORRUPT || (rc & 0xff) == SQLITE_NOTADB)
+        return true;
+    if (isBusy(rc) || isEnvironmental(rc))
+        return false;
+    Statement check(m_db, "PRAGMA integrity_check(1)");
+    if (!check)
+        return !isBusy(sqlite3_errcode(m_db)) && !isEnvironmental(sqlite3_errcode(m_db));
+    const int step = sqlite3_step(check.get());
+    if (step == SQLITE_ROW)
+        return columnText(check.get(), 0) != QLatin1String("ok");
+    return !isBusy(step) && !isEnvironmental(step);
+}
+
+void Preferences::noteFailure(int rc, Action action) {
+    const char* const doing[] = {"open", "read", "write"};
+    QString problem;
+    if (isBusy(rc)) {
+        problem = QStringLiteral("the preferences store %1 is in use by another program; gave up "
+                                 "after %2 s")
+                      .arg(m_filePath)
+                      .arg(m_waitLimitMs / 1000.0);
+    } else {
+        problem = QStringLiteral("cannot %1 the preferences store %2: %3")
+                      .arg(QLatin1String(doing[int(action)]), m_filePath,
+                           QString::fromUtf8(m_db ? sqlite3_errmsg(m_db) : sqlite3_errstr(rc)));
+    }
+    // A retry that fails the same way says nothing new.
+    if (problem != m_problem) {
+        m_problem = problem;
+        qCWarning(lcPreferences, "Preferences: %s; the file is left as it is",
+                  qUtf8Printable(problem));
+    }
+    if (isBusy(rc) || isEnvironmental(rc))
+        retryLater();
+}
+
+void Preferences::noteSuccess(const char* what) {
+    if (m_problem.isEmpty())
+        return;
+    m_problem.clear();
+    qCInfo(lcPreferences, "Preferences: %s %s now that it can be used again", what,
+           qUtf8Printable(m_filePath));
+}
+
+int Preferences::onBusy(void* context, int attempt) {
+    auto* self = static_cast<Preferences*>(context);
+    if (attempt == 0) {
+        self->m_waited.start();
+        self->m_waitLogged = false;
+    }
+    const qint64 waited = self->m_waited.elapsed();
+    if (waited >= self->m_waitMs)
+        return 0;
+    if (waited >= kWaitLogAfterMs && !self->m_waitLogged) {
+        self->m_waitLogged = true;
+        qCInfo(lcPreferences, "Preferences: %s is in use by another program; waiting up to %g s",
+               qUtf8Printable(self->m_filePath), self->m_waitMs / 1000.0);
+    }
+    QThread::msleep(10);
+    return 1;
+}
+
+void Preferences::retryLater() {
+    if (m_retryTimer && !m_retryTimer->isActive())
+        m_retryTimer->start();
+}
+
+void Preferences::retry() {
+    const int waitMs = std::exchange(m_waitMs, std::min(m_waitLimitMs, kRetryWaitMs));
+    const auto restore = qScopeGuard([this, waitMs] { m_waitMs = waitMs; });
+    if (!m_db && !open())
+        return;
+    if (!m_loaded) {
+        if (!load())
+            return;
+        noteSuccess("read");
+    }
+    if (!m_pending.isEmpty() && writePending())
+        noteSuccess("wrote the values kept in memory to");
+    if (m_firstRunPending)
+        applyFirstRunDefaults();
 }
 
 void Preferences::moveDamagedFileAside(const QString& reason) {
@@ -264,12 +400,17 @@ void Preferences::moveDamagedFileAside(const QString& reason) {
     }
 }
 
-QHash<QString, QVariant> Preferences::readAll(bool* ok) const {
+QHash<QString, QVariant> Preferences::readAll(int* result) const {
     QHash<QString, QVariant> values;
-    *ok = false;
-    Statement select(m_db, "SELECT key, type, value FROM preferences");
-    if (!select)
+    Statement select(m_db, m_onlyKey.isEmpty()
+                               ? "SELECT key, type, value FROM preferences"
+                               : "SELECT key, type, value FROM preferences WHERE key = ?1");
+    if (!select) {
+        *result = sqlite3_errcode(m_db);
         return values;
+    }
+    if (!m_onlyKey.isEmpty())
+        select.bindText(1, m_onlyKey);
     int rc;
     while ((rc = sqlite3_step(select.get())) == SQLITE_ROW) {
         sqlite3_stmt* row = select.get();
@@ -298,7 +439,7 @@ QHash<QString, QVariant> Preferences::readAll(bool* ok) const {
         }
         values.insert(key, value);
     }
-    *ok = rc == SQLITE_DONE;
+    *result = rc == SQLITE_DONE ? SQLITE_OK : rc;
     return values;
 }
 
@@ -310,8 +451,6 @@ qint64 Preferences::dataVersion() const {
 }
 
 void Preferences::watchFile() {
-    if (!QCoreApplication::instance())
-        return;
     // Another process's commit rewrites the file; the watch wakes us only then, and
     // data_version tells its commits from our own.
     m_watcher = new QFileSystemWatcher(this);
@@ -324,23 +463,43 @@ void Preferences::watchFile() {
     };
     connect(m_watcher, &QFileSystemWatcher::fileChanged, this, onChange);
     connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, onChange);
+    // What changed before the watch began.
+    checkForExternalChanges();
 }
 
 bool Preferences::checkForExternalChanges() {
-    if (!m_db)
+    if (!m_db || !m_loaded)
         return false;
+    const int waitMs = std::exchange(m_waitMs, std::min(m_waitLimitMs, kRetryWaitMs));
+    const auto restore = qScopeGuard([this, waitMs] { m_waitMs = waitMs; });
     const qint64 version = dataVersion();
     if (version == m_dataVersion)
         return false;
-    bool ok = false;
-    const QHash<QString, QVariant> values = readAll(&ok);
-    if (!ok) {
+    int rc = SQLITE_OK;
+    QHash<QString, QVariant> values = readAll(&rc);
+    if (rc != SQLITE_OK) {
         // The writer still holds its lock; look again shortly.
-        QTimer::singleShot(50, this, [this] { checkForExternalChanges(); });
+        if (isBusy(rc))
+            QTimer::singleShot(50, this, [this] { checkForExternalChanges(); });
+        else
+            noteFailure(rc, Action::Read);
         return false;
     }
     m_dataVersion = version;
+    replaceValues(std::move(values));
+    Q_EMIT didChange();
+    return true;
+}
 
+// Takes what the file holds, with the writes still waiting on top, and announces every key
+// that changed; true when one did.
+bool Preferences::replaceValues(QHash<QString, QVariant> values) {
+    for (auto it = m_pending.cbegin(); it != m_pending.cend(); ++it) {
+        if (it.value().isValid())
+            values.insert(it.key(), it.value());
+        else
+            values.remove(it.key());
+    }
     QStringList changed;
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
         if (!sameValue(it.value(), m_values.value(it.key())))
@@ -352,12 +511,11 @@ bool Preferences::checkForExternalChanges() {
     }
     {
         QWriteLocker locker(&m_lock);
-        m_values = values;
+        m_values = std::move(values);
     }
     for (const QString& key : std::as_const(changed))
         Q_EMIT valueChanged(key);
-    Q_EMIT didChange();
-    return true;
+    return !changed.isEmpty();
 }
 
 QVariant Preferences::objectForKey(const QString& key) const {
@@ -540,10 +698,8 @@ bool Preferences::set(const QString& key, const QVariantList& value) {
 }
 
 bool Preferences::setValue(const QString& key, const QVariant& value) {
-    if (!value.isValid()) {
-        removeObject(key);
-        return true;
-    }
+    if (!value.isValid())
+        return removeObject(key);
     if (key.isEmpty()) {
         qCWarning(lcPreferences, "Preferences: a value needs a key; nothing written");
         return false;
@@ -555,23 +711,67 @@ bool Preferences::setValue(const QString& key, const QVariant& value) {
                   qUtf8Printable(key), value.typeName() ? value.typeName() : "(none)");
         return false;
     }
-    if (!writeValue(key, stored))
-        return false;
+    return store(key, stored);
+}
+
+// Writes at once where the store can take it, otherwise keeps the value for later, behind the
+// writes already waiting; memory holds the new value either way.
+bool Preferences::store(const QString& key, const QVariant& value) {
+    bool written = false;
+    if (m_db && m_loaded && m_pending.isEmpty()) {
+        const int rc = writeValue(key, value);
+        written = rc == SQLITE_OK;
+        if (!written)
+            noteFailure(rc, Action::Write);
+        // A value the store refuses for itself (too large, say) will not fit later either.
+        if (!written && !isBusy(rc) && !isEnvironmental(rc))
+            return false;
+    }
+    if (!written) {
+        m_pending.insert(key, value);
+        retryLater();
+    }
     {
         QWriteLocker locker(&m_lock);
-        m_values.insert(key, stored);
+        if (value.isValid())
+            m_values.insert(key, value);
+        else
+            m_values.remove(key);
     }
     announce(key);
+    return written;
+}
+
+bool Preferences::writePending() {
+    int rc = exec(m_db, "BEGIN IMMEDIATE");
+    for (auto it = m_pending.cbegin(); rc == SQLITE_OK && it != m_pending.cend(); ++it)
+        rc = writeValue(it.key(), it.value());
+    if (rc == SQLITE_OK)
+        rc = exec(m_db, "COMMIT");
+    if (rc != SQLITE_OK) {
+        if (!sqlite3_get_autocommit(m_db))
+            exec(m_db, "ROLLBACK");
+        noteFailure(rc, Action::Write);
+        return false;
+    }
+    m_pending.clear();
     return true;
 }
 
-bool Preferences::writeValue(const QString& key, const QVariant& value) {
-    if (!m_db)
-        return false;
+// Stores one value, or removes the key for an invalid one; returns SQLite's result.
+int Preferences::writeValue(const QString& key, const QVariant& value) {
+    if (!value.isValid()) {
+        Statement remove(m_db, "DELETE FROM preferences WHERE key = ?1");
+        if (!remove)
+            return sqlite3_errcode(m_db);
+        remove.bindText(1, key);
+        const int rc = sqlite3_step(remove.get());
+        return rc == SQLITE_DONE ? SQLITE_OK : rc;
+    }
     Statement insert(m_db, "INSERT INTO preferences (key, type, value) VALUES (?1, ?2, ?3)"
                            " ON CONFLICT (key) DO UPDATE SET type = ?2, value = ?3");
     if (!insert)
-        return false;
+        return sqlite3_errcode(m_db);
     insert.bindText(1, key);
     const char* type = nullptr;
     switch (typeOf(value)) {
@@ -600,34 +800,15 @@ bool Preferences::writeValue(const QString& key, const QVariant& value) {
         insert.bindBlob(3, encodeArray(value.toList()));
         break;
     case Type::Absent:
-        return false;
+        return SQLITE_MISUSE;
     }
     sqlite3_bind_text(insert.get(), 2, type, -1, SQLITE_STATIC);
-    if (sqlite3_step(insert.get()) != SQLITE_DONE) {
-        qCCritical(lcPreferences, "Preferences: could not store \"%s\": %s", qUtf8Printable(key),
-                   sqlite3_errmsg(m_db));
-        return false;
-    }
-    return true;
+    const int rc = sqlite3_step(insert.get());
+    return rc == SQLITE_DONE ? SQLITE_OK : rc;
 }
 
-void Preferences::removeObject(const QString& key) {
-    if (m_db) {
-        Statement remove(m_db, "DELETE FROM preferences WHERE key = ?1");
-        if (remove) {
-            remove.bindText(1, key);
-            if (sqlite3_step(remove.get()) != SQLITE_DONE) {
-                qCCritical(lcPreferences, "Preferences: could not remove \"%s\": %s",
-                           qUtf8Printable(key), sqlite3_errmsg(m_db));
-                return;
-            }
-        }
-    }
-    {
-        QWriteLocker locker(&m_lock);
-        m_values.remove(key);
-    }
-    announce(key);
+bool Preferences::removeObject(const QString& key) {
+    return store(key, QVariant());
 }
 
 void Preferences::announce(const QString& key) {
@@ -645,52 +826,60 @@ QMetaObject::Connection Preferences::observe(const QString& key, const QObject* 
 }
 
 void Preferences::applyFirstRunDefaults() {
-    if (!m_db)
+    if (!m_db || !m_loaded || !m_pending.isEmpty()) {
+        // Decided once the store has been read and holds what this process wrote.
+        m_firstRunPending = true;
         return;
+    }
     {
         Statement marker(m_db, "SELECT 1 FROM meta WHERE name = ?1");
         if (!marker)
             return;
         sqlite3_bind_text(marker.get(), 1, kFirstRunMarker, -1, SQLITE_STATIC);
-        if (sqlite3_step(marker.get()) == SQLITE_ROW)
+        const int rc = sqlite3_step(marker.get());
+        if (rc == SQLITE_ROW) {
+            m_firstRunPending = false;
             return;
+        }
+        if (rc != SQLITE_DONE) {
+            m_firstRunPending = true;
+            noteFailure(rc, Action::Read);
+            return;
+        }
     }
     const QList<std::pair<QString, QVariant>> defaults = Settings::firstRunValues();
     checkForExternalChanges();
-    if (!exec(m_db, "BEGIN IMMEDIATE"))
-        return;
     // Read inside the transaction so a value another process has just written is not replaced.
-    bool ok = false;
-    const QHash<QString, QVariant> current = readAll(&ok);
+    int rc = exec(m_db, "BEGIN IMMEDIATE");
+    QHash<QString, QVariant> current;
+    if (rc == SQLITE_OK)
+        current = readAll(&rc);
     QStringList written;
-    bool failed = !ok;
     for (const auto& [key, value] : defaults) {
-        if (failed || current.contains(key))
+        if (rc != SQLITE_OK || current.contains(key))
             continue;
-        if (!writeValue(key, value))
-            failed = true;
-        else
-            written.append(key);
+        rc = writeValue(key, value);
+        written.append(key);
     }
-    if (!failed) {
+    if (rc == SQLITE_OK) {
         Statement marker(m_db, "INSERT INTO meta (name, value) VALUES (?1, 1)");
         sqlite3_bind_text(marker.get(), 1, kFirstRunMarker, -1, SQLITE_STATIC);
-        failed = sqlite3_step(marker.get()) != SQLITE_DONE;
+        rc = sqlite3_step(marker.get());
+        if (rc == SQLITE_DONE)
+            rc = exec(m_db, "COMMIT");
     }
-    if (failed || !exec(m_db, "COMMIT")) {
-        exec(m_db, "ROLLBACK");
+    if (rc != SQLITE_OK) {
+        if (!sqlite3_get_autocommit(m_db))
+            exec(m_db, "ROLLBACK");
+        m_firstRunPending = true;
+        noteFailure(rc, Action::Write);
         return;
     }
-    {
-        QWriteLocker locker(&m_lock);
-        m_values = current;
-        for (const auto& [key, value] : defaults) {
-            if (written.contains(key))
-                m_values.insert(key, value);
-        }
+    m_firstRunPending = false;
+    for (const auto& [key, value] : defaults) {
+        if (written.contains(key))
+            current.insert(key, value);
     }
-    for (const QString& key : std::as_const(written))
-        Q_EMIT valueChanged(key);
-    if (!written.isEmpty())
+    if (replaceValues(std::move(current)))
         Q_EMIT didChange();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
 #include <QReadWriteLock>
@@ -13,6 +14,7 @@
 
 struct sqlite3;
 class QFileSystemWatcher;
+class QTimer;
 
 // The user's preferences: a flat namespace of keys holding typed values, kept in one SQLite file.
 //
@@ -23,15 +25,25 @@ class QFileSystemWatcher;
 //
 // didChange() follows every change, made in this process or by another one (the
 // orvanta-defaults command); valueChanged(key) names the key that changed.
+//
+// Only a file that SQLite finds corrupt, or that fails the integrity check, is taken for damaged.
+// A store that another program holds locked is waited for (waitLimitMs) and then retried in the
+// background; a store that cannot be written (read-only, full disk) is reported and left as it
+// is. Meanwhile the values live in memory, and what could not be written is written later.
 class Preferences : public QObject {
     Q_OBJECT
 
 public:
     enum class Type { Absent, Bool, Integer, Double, String, Data, Array };
 
-    // Opens (creating when needed) the store at filePath. A file that is not a readable store
-    // is moved aside into the damaged-data folder first, so nothing is overwritten unseen.
-    explicit Preferences(const QString& filePath, QObject* parent = nullptr);
+    // How long one operation waits for a store that another program holds locked.
+    static constexpr int kWaitLimitMs = 5000;
+
+    // Opens (creating when needed) the store at filePath and reads it. A damaged file is moved
+    // aside into the damaged-data folder first, so nothing is overwritten unseen. With onlyKey,
+    // that key is all it reads and knows of: one command need not read a large library.
+    explicit Preferences(const QString& filePath, QObject* parent = nullptr,
+                         int waitLimitMs = kWaitLimitMs, const QString& onlyKey = QString());
     ~Preferences() override;
 
     // The store of this user: $XDG_CONFIG_HOME/orvanta/preferences.sqlite3.
@@ -39,7 +51,11 @@ public:
     static QString standardFilePath();
 
     QString filePath() const { return m_filePath; }
-    bool isOpen() const { return m_db != nullptr; }
+    // True once the stored values have been read.
+    bool isOpen() const { return m_db != nullptr && m_loaded; }
+    // Why the store could not be read or written the last time, in one line; empty when it
+    // could.
+    QString problem() const { return m_problem; }
 
     // Typed reads; an absent key gives false, 0 and 0.0.
     bool boolForKey(const QString& key) const;
@@ -55,7 +71,9 @@ public:
     Type typeForKey(const QString& key) const;
     QStringList allKeys() const;
 
-    // Typed writes. Each is one transaction: it lands whole or not at all.
+    // Typed writes. Each is one transaction: it lands whole or not at all. When the store cannot
+    // take it now (locked, read-only, full), the value is kept in memory and written once it
+    // can, and the write returns false.
     bool set(const QString& key, bool value);
     bool set(const QString& key, qint64 value);
     bool set(const QString& key, int value) { return set(key, qint64(value)); }
@@ -67,7 +85,7 @@ public:
     // Writes any value of a supported type; an invalid QVariant removes the key. Returns false
     // (and logs) for a value the store cannot hold, leaving the stored value untouched.
     bool setValue(const QString& key, const QVariant& value);
-    void removeObject(const QString& key);
+    bool removeObject(const QString& key);
 
     // Observation of one key: callback runs with the new value (invalid when removed) after
     // every change of that key, until context is destroyed or the connection is disconnected.
@@ -94,19 +112,42 @@ Q_SIGNALS:
     void valueChanged(const QString& key);
 
 private:
+    enum class Action { Open, Read, Write };
+
     bool open();
-    bool createSchema();
+    bool load();
+    int createSchema();
+    bool isDamaged(int rc);
     void moveDamagedFileAside(const QString& reason);
-    QHash<QString, QVariant> readAll(bool* ok) const;
-    bool writeValue(const QString& key, const QVariant& value);
+    void noteFailure(int rc, Action action);
+    void noteSuccess(const char* what);
+    QHash<QString, QVariant> readAll(int* rc) const;
+    int writeValue(const QString& key, const QVariant& value);
+    bool store(const QString& key, const QVariant& value);
+    bool writePending();
+    bool replaceValues(QHash<QString, QVariant> values);
     void announce(const QString& key);
     void watchFile();
+    void retryLater();
+    void retry();
     qint64 dataVersion() const;
+    static int onBusy(void* self, int attempt);
 
     QString m_filePath;
+    QString m_onlyKey;
     sqlite3* m_db = nullptr;
     mutable QReadWriteLock m_lock;
     QHash<QString, QVariant> m_values;
+    // Writes the store could not take yet, in memory until it can; an invalid value removes.
+    QHash<QString, QVariant> m_pending;
+    bool m_loaded = false;
+    bool m_firstRunPending = false;
+    QString m_problem;
+    const int m_waitLimitMs;
+    int m_waitMs;
+    QElapsedTimer m_waited;
+    bool m_waitLogged = false;
     qint64 m_dataVersion = -1;
     QFileSystemWatcher* m_watcher = nullptr;
+    QTimer* m_retryTimer = nullptr;
 };

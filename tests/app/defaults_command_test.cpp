@@ -3,9 +3,11 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <tuple>
 
@@ -130,6 +132,62 @@ TEST_F(DefaultsCommandTest, BadInputIsRefusedWithoutTouchingTheStore) {
     }
     EXPECT_EQ(ok(args("read videoScaling")), u"1\n"_s);
     EXPECT_EQ(ok(args("list")), u"videoScaling\tinteger\n"_s);
+}
+
+TEST_F(DefaultsCommandTest, AStoreLockedLongerThanTheWaitGivesUpAndKeepsTheFile) {
+    ok(args("write kept before"));
+    sqlite3* holder = nullptr;
+    ASSERT_EQ(sqlite3_open(qPrintable(storePath()), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    // Both wait at the same time, each the whole limit.
+    QProcess read, write;
+    for (auto& [process, command] : {std::pair{&read, "read kept"}, {&write, "write kept after"}}) {
+        process->setEnvironment(QProcess::systemEnvironment()
+                                << u"XDG_CONFIG_HOME="_s + m_dir.path());
+        process->start(QStringLiteral(ORVANTA_DEFAULTS_BIN), args(command));
+    }
+    const QString error = u"orvanta-defaults: the preferences store %1 is in use by another "
+                          u"program; gave up after 5 s\n"_s.arg(storePath());
+    for (QProcess* process : {&read, &write}) {
+        ASSERT_TRUE(process->waitForFinished(60000));
+        EXPECT_EQ(process->exitCode(), 3);
+        EXPECT_TRUE(process->readAllStandardOutput().isEmpty());
+        const QString err = QString::fromUtf8(process->readAllStandardError());
+        EXPECT_TRUE(err.contains(u"Preferences: %1 is in use by another program; waiting up "
+                                 u"to 5 s\n"_s.arg(storePath())))
+            << qPrintable(err);
+        EXPECT_TRUE(err.endsWith(error)) << qPrintable(err);
+    }
+    sqlite3_close(holder);
+    EXPECT_EQ(ok(args("read kept")), u"before\n"_s);
+}
+
+// The store's folder becomes a small file system in a mount namespace of the shell's own: first
+// read-only, then full. Neither loses what was stored nor moves the file.
+TEST_F(DefaultsCommandTest, AReadOnlyOrFullStoreRefusesWritesAndKeepsItsValues) {
+    ok(args("write kept before"));
+    const char* script = R"sh(d="$XDG_CONFIG_HOME/orvanta"
+cp "$d/preferences.sqlite3" "$XDG_CONFIG_HOME/copy"
+mount -t tmpfs -o size=256k tmpfs "$d" 2>/dev/null || exit 99
+cp "$XDG_CONFIG_HOME/copy" "$d/preferences.sqlite3" && mount -o remount,ro "$d" || exit 98
+"$0" write kept after; echo "read-only $?"
+"$0" read kept
+mount -o remount,rw "$d" && head -c 1M /dev/zero > "$d/filler" 2>/dev/null
+"$0" write kept "$(head -c 20000 /dev/zero | tr '\0' x)"; echo "full $?"
+rm "$d/filler" && "$0" read kept)sh";
+    const auto result = testutil::runProcess(
+        u"unshare"_s, {u"-rm"_s, u"sh"_s, u"-c"_s, QString::fromUtf8(script), ORVANTA_DEFAULTS_BIN},
+        {u"XDG_CONFIG_HOME="_s + m_dir.path()});
+    if (result.exitCode == 99)
+        GTEST_SKIP() << "this machine lets no test mount a file system";
+    EXPECT_EQ(result.out, "read-only 3\nbefore\nfull 3\nbefore\n") << result.err.constData();
+    const QStringList errors = QString::fromUtf8(result.err).trimmed().split(u'\n');
+    EXPECT_TRUE(errors.contains(u"orvanta-defaults: cannot write the preferences store %1: "
+                                u"attempt to write a readonly database"_s.arg(storePath())))
+        << result.err.constData();
+    EXPECT_TRUE(errors.contains(u"orvanta-defaults: cannot write the preferences store %1: "
+                                u"database or disk is full"_s.arg(storePath())))
+        << result.err.constData();
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <csignal>
 
@@ -143,35 +144,48 @@ QString waitForPlayerctl(const QStringList& arguments, const QString& wanted) {
     return last;
 }
 
-// Starts the real program twice: the first start writes the defaults and ends as a session ends
-// it; the second keeps the user's choice, answers media controls, keeps the display awake while
-// it plays, rebuilds the windows once when a monitor goes and quits through the media controls
-// (this program has a harness of its own).
+// Starts the real program twice: the first start finds the store locked by another program for
+// longer than it waits, goes on, and reads the store and writes the defaults once it is free,
+// keeping what was stored, and ends as a session ends it; the second keeps the user's choice,
+// answers media controls, keeps the display awake while it plays, rebuilds the windows once when
+// a monitor goes and quits through the media controls (this program has a harness of its own).
 TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeysAndMonitors) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
+    Preferences(storePath(dir)).set(u"videoScaling"_s, 1);
     const QStringList ownStore{u"XDG_CONFIG_HOME="_s + dir.filePath(u"config"_s),
                                u"XDG_STATE_HOME="_s + dir.filePath(u"state"_s)};
     // Before any start the report shows the store's zero values and the screens, main first.
     const testutil::ProcessResult fresh =
         testutil::runProcess(QStringLiteral(ORVANTA_BIN), {u"--support-info"_s}, ownStore);
     EXPECT_EQ(fresh.exitCode, 0);
-    for (const char* line : {"\nAuto-play on launch: false\n", "\nTransition duration: 0.0s\n",
-                             "\nDisplay 1 (Main): 1920x1080 @1.0x\nDisplay 2: 1920x1080 @1.0x\n",
-                             "\n--- Playback State ---\n\n"})
+    for (const char* line :
+         {"\nAuto-play on launch: false\n", "\nTransition duration: 0.0s\n", "\nVideo scaling: 1\n",
+          "\nDisplay 1 (Main): 1920x1080 @1.0x\nDisplay 2: 1920x1080 @1.0x\n",
+          "\n--- Playback State ---\n\n"})
         EXPECT_TRUE(fresh.out.contains(line)) << fresh.out.constData();
     EXPECT_TRUE(fresh.out.endsWith("\n=== End Support Info ===")) << fresh.out.constData();
     {
+        sqlite3* holder = nullptr;
+        ASSERT_EQ(sqlite3_open(qPrintable(storePath(dir)), &holder), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
         RunningOrvanta orvanta(dir.path());
         ASSERT_TRUE(orvanta.start());
         ASSERT_TRUE(orvanta.readUntil("started with")) << orvanta.output().constData();
+        sqlite3_close(holder);
         EXPECT_TRUE(orvanta.output().contains("Orvanta " ORVANTA_VERSION " started with 0 videos"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.output().contains(" is in use by another program; waiting up to 5 s"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.readUntil("Preferences: read " + QFile::encodeName(storePath(dir)) +
+                                      " now that it can be used again"))
             << orvanta.output().constData();
         EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
     }
     ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 3, 20.0));
     {
         Preferences store(storePath(dir));
+        EXPECT_EQ(store.objectForKey(u"videoScaling"_s), QVariant(qint64(1)));
         EXPECT_EQ(store.objectForKey(u"transitionType"_s), QVariant(qint64(2)));
         store.set(u"transitionType"_s, 0);
         // One shared queue, so the primary screen's video is the only one that moves.

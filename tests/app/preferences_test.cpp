@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
@@ -248,6 +249,34 @@ TEST_F(PreferencesTest, ADamagedStoreIsKeptAsideAndReplaced) {
     const QStringList lines = log.messages(u"com.orvanta.preferences"_s);
     ASSERT_FALSE(lines.isEmpty());
     EXPECT_TRUE(lines.last().contains(keptFile.fileName())) << qPrintable(lines.last());
+}
+
+TEST_F(PreferencesTest, AStoreLockedLongerThanTheWaitIsRetriedNeverReplaced) {
+    m_store->set(u"kept"_s, 1);
+    m_store.reset();
+    // Another program holds the file in an exclusive transaction.
+    sqlite3* holder = nullptr;
+    ASSERT_EQ(sqlite3_open(qPrintable(path()), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+
+    LogCapture log;
+    Preferences store(path(), nullptr, 1500);
+    EXPECT_FALSE(store.isOpen());
+    EXPECT_TRUE(store.problem().contains(u"in use by another program; gave up after 1.5 s"_s))
+        << qPrintable(store.problem());
+    EXPECT_TRUE(log.contains(u"com.orvanta.preferences"_s,
+                             u"Preferences: "_s + path() +
+                                 u" is in use by another program; waiting up to 1.5 s"_s));
+    // The write waits in memory until the store can take it.
+    EXPECT_FALSE(store.set(u"added"_s, 2));
+    EXPECT_EQ(store.integerForKey(u"added"_s), 2);
+
+    sqlite3_close(holder);
+    ASSERT_TRUE(testutil::waitUntil([&] { return store.isOpen() && store.problem().isEmpty(); }));
+    EXPECT_EQ(store.integerForKey(u"kept"_s), 1);
+    EXPECT_EQ(store.integerForKey(u"added"_s), 2);
+    EXPECT_EQ(Preferences(path()).integerForKey(u"added"_s), 2);
+    EXPECT_TRUE(damagedFiles().isEmpty());
 }
 
 TEST_F(PreferencesTest, AWriterKilledMidBurstLeavesEveryCommittedValue) {
