@@ -37,22 +37,12 @@ int sequenceLength(const unsigned char* p, const unsigned char* end) {
     return 0;
 }
 
-void appendUtf8(char32_t code, QByteArray& out) {
-    if (code < 0x80) {
-        out += char(code);
-    } else if (code < 0x800) {
-        out += char(0xC0 | (code >> 6));
-        out += char(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        out += char(0xE0 | (code >> 12));
-        out += char(0x80 | ((code >> 6) & 0x3F));
-        out += char(0x80 | (code & 0x3F));
-    } else {
-        out += char(0xF0 | (code >> 18));
-        out += char(0x80 | ((code >> 12) & 0x3F));
-        out += char(0x80 | ((code >> 6) & 0x3F));
-        out += char(0x80 | (code & 0x3F));
-    }
+// A surrogate without its partner: no UTF-8 form.
+bool isLoneSurrogate(QStringView text, qsizetype n) {
+    const QChar c = text[n];
+    if (c.isHighSurrogate())
+        return n + 1 == text.size() || !text[n + 1].isLowSurrogate();
+    return c.isLowSurrogate() && (n == 0 || !text[n - 1].isHighSurrogate());
 }
 
 } // namespace
@@ -85,22 +75,23 @@ QString fromBytes(QByteArrayView bytes) {
 }
 
 QByteArray toBytes(QStringView path) {
-    if (std::none_of(path.begin(), path.end(), [](QChar c) { return c.isSurrogate(); }))
-        return path.toUtf8();
     QByteArray bytes;
-    bytes.reserve(path.size() * 3);
+    // Runs without lone surrogates are converted whole.
+    qsizetype run = 0;
     for (qsizetype n = 0; n < path.size(); ++n) {
+        if (!isLoneSurrogate(path, n))
+            continue;
+        bytes += path.mid(run, n - run).toUtf8();
         const char16_t c = path[n].unicode();
-        if (QChar::isHighSurrogate(c) && n + 1 < path.size() && path[n + 1].isLowSurrogate()) {
-            appendUtf8(QChar::surrogateToUcs4(c, path[++n].unicode()), bytes);
-        } else if (c >= kEscapeBase + 0x80 && c <= kEscapeBase + 0xFF) {
+        if (c >= kEscapeBase + 0x80 && c <= kEscapeBase + 0xFF)
             bytes += char(c & 0xFF);
-        } else if (QChar::isSurrogate(c)) {
-            appendUtf8(QChar::ReplacementCharacter, bytes);
-        } else {
-            appendUtf8(c, bytes);
-        }
+        else
+            bytes += QStringView(u"\uFFFD").toUtf8();
+        run = n + 1;
     }
+    if (run == 0)
+        return path.toUtf8();
+    bytes += path.mid(run).toUtf8();
     return bytes;
 }
 
