@@ -60,23 +60,20 @@ protected:
 };
 
 TEST_F(MpvPlayerTest, LoadsPausedAndReportsReadiness) {
-    for (const char* name : {"two.mp4", kLatin1Name}) {
-        SCOPED_TRACE(name);
-        MpvPlayer player;
-        ASSERT_TRUE(player.isValid());
-        EXPECT_EQ(player.status(), Player::Status::Empty);
-        EXPECT_EQ(player.currentItem(), 0u);
+    MpvPlayer player;
+    ASSERT_TRUE(player.isValid());
+    EXPECT_EQ(player.status(), Player::Status::Empty);
+    EXPECT_EQ(player.currentItem(), 0u);
 
-        ASSERT_EQ(loadAndWait(player, name), Player::Status::ReadyToPlay);
-        EXPECT_EQ(player.rate(), 0.0);
-        EXPECT_EQ(player.effectiveRate(), 0.0);
-        const Player::Duration duration = player.duration();
-        ASSERT_TRUE(duration.isUsable());
-        EXPECT_NEAR(duration.seconds, 2.0, 0.15);
-        EXPECT_LT(player.currentTime(), 0.2);
-        EXPECT_FALSE(player.isAtEnd());
-        EXPECT_EQ(player.currentURL(), url(name));
-    }
+    ASSERT_EQ(loadAndWait(player, "two.mp4"), Player::Status::ReadyToPlay);
+    EXPECT_EQ(player.rate(), 0.0);
+    EXPECT_EQ(player.effectiveRate(), 0.0);
+    const Player::Duration duration = player.duration();
+    ASSERT_TRUE(duration.isUsable());
+    EXPECT_NEAR(duration.seconds, 2.0, 0.15);
+    EXPECT_LT(player.currentTime(), 0.2);
+    EXPECT_FALSE(player.isAtEnd());
+    EXPECT_EQ(player.currentURL(), url("two.mp4"));
 }
 
 TEST_F(MpvPlayerTest, BrokenFilesFailWithADescription) {
@@ -101,7 +98,8 @@ TEST_F(MpvPlayerTest, BrokenFilesFailWithADescription) {
 
 TEST_F(MpvPlayerTest, PlaysToTheEndWithItsObserversAndHoldsTheLastFrame) {
     MpvPlayer player;
-    ASSERT_EQ(loadAndWait(player, "two.mp4"), Player::Status::ReadyToPlay);
+    // Named in Latin-1: mpv is handed the name's own bytes.
+    ASSERT_EQ(loadAndWait(player, kLatin1Name), Player::Status::ReadyToPlay);
     QList<double> ticks;
     player.addPeriodicTimeObserver(0.5, [&ticks](double time) { ticks.append(time); });
     // Boundaries fire once when reached; a removed one and one beyond the end never.
