@@ -4,6 +4,7 @@
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
+#include "library/LocalPath.h"
 #include "library/VideoFileTypes.h"
 
 #include <QDir>
@@ -23,6 +24,7 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -72,11 +74,22 @@ QString folderPath(const QUrl& url) {
 // that can't be listed but is still readable (no file descriptor left at the moment) is kept
 // and shown; one that can't be read is skipped and tried again at the next load.
 bool startAccessing(const QString& path) {
-    DIR* dir = opendir(QFile::encodeName(path).constData());
+    DIR* dir = opendir(LocalPath::toBytes(path).constData());
     if (!dir)
         return false;
     closedir(dir);
     return true;
+}
+
+// Why a path can't be used as a folder, or nothing. Looked up by its bytes: QFileInfo would look
+// a name that isn't UTF-8 up under another one.
+std::optional<QString> notAFolder(const QString& path) {
+    struct stat status;
+    if (stat(LocalPath::toBytes(path).constData(), &status) != 0)
+        return QStringLiteral("The folder “%1” doesn't exist.").arg(path);
+    if (!S_ISDIR(status.st_mode))
+        return QStringLiteral("“%1” isn't a folder.").arg(path);
+    return std::nullopt;
 }
 
 QString lastPathComponent(const QString& path) {
@@ -104,7 +117,7 @@ struct ScanState {
 };
 
 void logAccessError(const std::string& path, int error) {
-    qCritical("Error accessing %s: %s", qUtf8Printable(QFile::decodeName(path.c_str())),
+    qCritical("Error accessing %s: %s", qUtf8Printable(LocalPath::fromBytes(path)),
               qUtf8Printable(qt_error_string(error)));
 }
 
@@ -172,7 +185,7 @@ void scanDirectory(ScanState& state) {
         if (entry.isDirectory) {
             scanDirectory(state);
         } else {
-            const QString path = QFile::decodeName(state.path.c_str());
+            const QString path = LocalPath::fromBytes(state.path);
             if (!entry.undecided || VideoFileTypes::isVideoFile(path))
                 state.videos.append(QUrl::fromLocalFile(path));
         }
@@ -235,7 +248,7 @@ void FolderBookmarkManager::readStoredFolders() {
         const bool accessed = startAccessing(path);
         if (accessed) {
             m_accessedURLs.insert(url);
-        } else if (!QFileInfo(path).isReadable()) {
+        } else if (access(LocalPath::toBytes(path).constData(), R_OK) != 0) {
             qCCritical(lcFolders, "Failed to access folder: %s", qUtf8Printable(path));
             continue;
         }
@@ -336,7 +349,7 @@ QList<QUrl> FolderBookmarkManager::scanFolder(const QUrl& url, bool recursive) c
         return {};
     ScanState state;
     state.recursive = recursive;
-    state.path = QFile::encodeName(folderPath(url)).toStdString();
+    state.path = LocalPath::toBytes(folderPath(url)).toStdString();
     if (state.path.empty())
         return {};
     scanDirectory(state);
@@ -357,12 +370,9 @@ QByteArray FolderBookmarkManager::bookmarkForFolder(const QUrl& url, QString* er
     if (!url.isLocalFile() || url.toLocalFile().isEmpty())
         return fail(QStringLiteral("The location “%1” isn't a local folder.").arg(url.toString()));
     const QString path = folderPath(url);
-    const QFileInfo info(path);
-    if (!info.exists())
-        return fail(QStringLiteral("The folder “%1” doesn't exist.").arg(path));
-    if (!info.isDir())
-        return fail(QStringLiteral("“%1” isn't a folder.").arg(path));
-    return QFile::encodeName(path);
+    if (const std::optional<QString> problem = notAFolder(path))
+        return fail(*problem);
+    return LocalPath::toBytes(path);
 }
 
 QUrl FolderBookmarkManager::folderForBookmark(const QByteArray& bookmark, QString* error) {
@@ -373,13 +383,10 @@ QUrl FolderBookmarkManager::folderForBookmark(const QByteArray& bookmark, QStrin
     };
     if (bookmark.isEmpty())
         return fail(QStringLiteral("The bookmark is empty."));
-    const QString path = QFile::decodeName(bookmark);
+    const QString path = LocalPath::fromBytes(bookmark);
     if (!QDir::isAbsolutePath(path))
         return fail(QStringLiteral("The bookmark “%1” isn't an absolute folder path.").arg(path));
-    const QFileInfo info(path);
-    if (!info.exists())
-        return fail(QStringLiteral("The folder “%1” doesn't exist.").arg(path));
-    if (!info.isDir())
-        return fail(QStringLiteral("“%1” isn't a folder.").arg(path));
+    if (const std::optional<QString> problem = notAFolder(path))
+        return fail(*problem);
     return QUrl::fromLocalFile(QDir::cleanPath(path));
 }

@@ -16,9 +16,10 @@ bool isDigit(char c) {
 }
 
 // Appends bytes that must be well-formed UTF-8 (no overlong forms, no surrogates, nothing above
-// U+10FFFF).
+// U+10FFFF). A leading U+FEFF is text like any other.
 bool appendUtf8(const char* bytes, qsizetype size, QString* out) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
+                                                     QStringDecoder::Flag::ConvertInitialBom);
     *out += decoder(QByteArrayView(bytes, size));
     return !decoder.hasError();
 }
@@ -52,6 +53,10 @@ bool JsonReader::syntax(const char* what) {
     return fail(
         kFormatFailure,
         QStringLiteral("%1 at offset %2").arg(QLatin1String(what)).arg(qint64(m_p - m_begin)));
+}
+
+QString JsonReader::memberName(std::string_view key) const {
+    return m_nameRead ? m_name : QString::fromLatin1(key.data(), qsizetype(key.size()));
 }
 
 bool JsonReader::finish() {
@@ -169,7 +174,8 @@ bool JsonReader::number(Value* out) {
         const auto result = std::from_chars(start, m_p, out->integer);
         if (result.ec == std::errc() && result.ptr == m_p) {
             out->isInteger = true;
-            out->number = double(out->integer);
+            // "-0" keeps its sign as a double, so that it is written back as it was read.
+            out->number = out->integer == 0 && *start == '-' ? -0.0 : double(out->integer);
             return true;
         }
     }
@@ -249,22 +255,24 @@ bool JsonReader::escapedString(const char* start, QString* out) {
     return syntax("unterminated string");
 }
 
-// A member name: read in place when it needs no unescaping, else through scratch.
+// A member name: read in place when it is plain ASCII, else through scratch.
 bool JsonReader::keyText(std::string_view* out, QByteArray* scratch) {
     const char* const start = m_p + 1;
     for (const char* p = start; p < m_end; ++p) {
         if (*p == '"') {
             *out = std::string_view(start, size_t(p - start));
             m_p = p + 1;
+            m_nameRead = false;
             return true;
         }
-        if (*p == '\\' || static_cast<unsigned char>(*p) < 0x20)
+        const auto c = static_cast<unsigned char>(*p);
+        if (c == '\\' || c < 0x20 || c >= 0x80)
             break;
     }
-    QString text;
-    if (!string(&text))
+    if (!string(&m_name))
         return false;
-    *scratch = text.toUtf8();
+    m_nameRead = true;
+    *scratch = m_name.toUtf8();
     *out = std::string_view(scratch->constData(), size_t(scratch->size()));
     return true;
 }

@@ -67,6 +67,10 @@ public:
         return take('}') || syntax("expected ',' or '}'");
     }
 
+    // The name of the member being read, exactly (key as object() passed it): for names that are
+    // data, such as file paths. Call it before reading the member's value.
+    QString memberName(std::string_view key) const;
+
     // Calls element(index) for each element, with the reader at it.
     template <typename Element> bool array(Element&& element) {
         if (!take('['))
@@ -108,4 +112,7 @@ private:
     const char* m_p;
     const char* m_end;
     QString m_problem;
+    // The last member name that was not plain ASCII, as text.
+    QString m_name;
+    bool m_nameRead = false;
 };

@@ -8,10 +8,33 @@ void JsonWriter::grow(qsizetype needed) {
     m_data = m_out.data();
 }
 
-void JsonWriter::escapedString(const QByteArray& utf8) {
+// Runs of characters that need no escape go out as UTF-8. A lone surrogate (a file-name byte
+// that isn't UTF-8, held as U+DC80 to U+DCFF) has no UTF-8 form; it is written as its \u
+// escape, which reads back as the same character.
+void JsonWriter::escapedString(QStringView text) {
     static const char hex[] = "0123456789abcdef";
-    for (const char byte : utf8) {
-        const auto c = static_cast<unsigned char>(byte);
+    const auto putEscape = [this](char16_t c) {
+        const char escaped[] = {
+            '\\', 'u', hex[c >> 12], hex[(c >> 8) & 0xf], hex[(c >> 4) & 0xf], hex[c & 0xf]};
+        put(std::string_view(escaped, sizeof escaped));
+    };
+    qsizetype run = 0;
+    const auto flush = [&](qsizetype upTo) {
+        if (upTo > run) {
+            const QByteArray utf8 = text.mid(run, upTo - run).toUtf8();
+            put(std::string_view(utf8.constData(), size_t(utf8.size())));
+        }
+        run = upTo + 1;
+    };
+    for (qsizetype n = 0; n < text.size(); ++n) {
+        const char16_t c = text[n].unicode();
+        if (QChar::isHighSurrogate(c) && n + 1 < text.size() && text[n + 1].isLowSurrogate()) {
+            ++n;
+            continue;
+        }
+        if (c >= 0x20 && c != '"' && c != '\\' && !QChar::isSurrogate(c))
+            continue;
+        flush(n);
         switch (c) {
         case '"':
             put("\\\"");
@@ -35,13 +58,9 @@ void JsonWriter::escapedString(const QByteArray& utf8) {
             put("\\t");
             break;
         default:
-            if (c < 0x20) {
-                const char escaped[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 0xf]};
-                put(std::string_view(escaped, sizeof escaped));
-            } else {
-                put(char(c));
-            }
+            putEscape(c);
         }
     }
+    flush(text.size());
     put('"');
 }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringView>
 
 #include <charconv>
 #include <cstring>
@@ -51,7 +52,7 @@ public:
         m_size -= 32 - qsizetype(result.ptr - out);
     }
     void string(const QString& text) {
-        // Plain ASCII, the common case, is copied as it is; anything else goes through UTF-8.
+        // Plain ASCII, the common case, is copied as it is; the rest of the text is escaped.
         const qsizetype length = text.size();
         char* out = space(length + 2);
         *out++ = '"';
@@ -60,7 +61,7 @@ public:
             const char16_t c = chars[n].unicode();
             if (c >= 0x80 || c < 0x20 || c == '"' || c == '\\') {
                 m_size -= length + 1 - n;
-                escapedString(text.mid(n).toUtf8());
+                escapedString(QStringView(text).mid(n));
                 return;
             }
             *out++ = char(c);
@@ -78,7 +79,7 @@ private:
         m_size += n;
         return out;
     }
-    void escapedString(const QByteArray& utf8);
+    void escapedString(QStringView text);
 
     QByteArray m_out;
     char* m_data = nullptr;

@@ -1,6 +1,7 @@
 #include "library/MediaProbe.h"
 
-#include <QFile>
+#include "library/LocalPath.h"
+
 #include <QTransform>
 
 extern "C" {
@@ -101,7 +102,7 @@ bool needsStreamInfo(const AVFormatContext* format) {
 
 FormatPtr openFile(const QString& path, QString* error) {
     // Only local files: a playlist-like file must not make the demuxer reach anywhere else.
-    const QByteArray url = QByteArrayLiteral("file:") + QFile::encodeName(path);
+    const QByteArray url = QByteArrayLiteral("file:") + LocalPath::toBytes(path);
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     AVFormatContext* raw = nullptr;

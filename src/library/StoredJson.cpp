@@ -3,6 +3,8 @@
 #include "library/JsonReader.h"
 #include "library/JsonWriter.h"
 
+#include <QStringList>
+
 #include <cmath>
 #include <string_view>
 
@@ -406,16 +408,17 @@ std::optional<QByteArray> encodeMetadataCache(const QHash<QString, VideoMetadata
     JsonWriter writer(cache.size() * 128 + 2);
     QString problem;
     bool ok = true;
+    // In key order, so that the same cache is always written as the same bytes.
+    QStringList keys = cache.keys();
+    keys.sort();
     writer.put('{');
-    bool first = true;
-    for (auto it = cache.cbegin(); ok && it != cache.cend(); ++it) {
-        if (!first)
+    for (qsizetype n = 0; ok && n < keys.size(); ++n) {
+        const QString& key = keys.at(n);
+        if (n > 0)
             writer.put(',');
-        first = false;
-        writer.string(it.key());
+        writer.string(key);
         writer.put(":{");
-        const VideoMetadata& metadata = it.value();
-        const QString& key = it.key();
+        const VideoMetadata& metadata = *cache.constFind(key);
         if (metadata.duration)
             ok = putFinite(
                 writer, "duration", *metadata.duration, [&key] { return key; }, &problem);
@@ -435,7 +438,7 @@ std::optional<QHash<QString, VideoMetadata>> decodeMetadataCache(const QByteArra
     if (reader.next() == '{') {
         // Member names are file paths here, so each is read as text of its own.
         ok = reader.object([&](std::string_view key) {
-            const QString path = QString::fromUtf8(key.data(), qsizetype(key.size()));
+            const QString path = reader.memberName(key);
             VideoMetadata metadata;
             if (!readMetadata(reader, Where{key, -1, nullptr, true}, &metadata))
                 return false;

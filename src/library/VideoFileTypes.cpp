@@ -1,5 +1,7 @@
 #include "library/VideoFileTypes.h"
 
+#include "library/LocalPath.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QFileInfo>
@@ -17,6 +19,9 @@ extern "C" {
 #include <shared_mutex>
 #include <string>
 #include <unordered_map>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -77,7 +82,8 @@ VideoFileTypes::NameVerdict VideoFileTypes::classifyName(std::string_view fileNa
 }
 
 bool VideoFileTypes::isVideoFile(const QString& path) {
-    const QByteArray name = QFile::encodeName(QFileInfo(path).fileName());
+    const QString fileName = QFileInfo(path).fileName();
+    const QByteArray name = LocalPath::toBytes(fileName);
     switch (classifyName(std::string_view(name.constData(), size_t(name.size())))) {
     case NameVerdict::Video:
         return true;
@@ -86,7 +92,16 @@ bool VideoFileTypes::isVideoFile(const QString& path) {
     case NameVerdict::Undecided:
         break;
     }
-    return isVideoMimeType(QMimeDatabase().mimeTypeForFile(path));
+    // The content is read from the file opened by its bytes: QMimeDatabase would open a name
+    // that isn't UTF-8 under another one, and find nothing to read.
+    QFile file;
+    const int fd = open(LocalPath::toBytes(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0)
+            close(fd);
+        return isVideoMimeType(QMimeDatabase().mimeTypeForFile(path));
+    }
+    return isVideoMimeType(QMimeDatabase().mimeTypeForFileNameAndData(fileName, &file));
 }
 
 bool VideoFileTypes::isVideoMimeType(const QMimeType& type) {

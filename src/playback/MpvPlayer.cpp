@@ -1,13 +1,13 @@
 #include "playback/MpvPlayer.h"
 
 #include "core/Logging.h"
+#include "library/LocalPath.h"
 #include "playback/MpvGlRenderer.h"
 #include "playback/MpvHandle.h"
 #include "playback/MpvNode.h"
 #include "playback/MpvSoftwareRenderer.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QThread>
@@ -183,7 +183,7 @@ quint64 MpvPlayer::load(const QUrl& url) {
         return m_item;
     }
     const QByteArray target =
-        url.isLocalFile() ? QFile::encodeName(url.toLocalFile()) : url.toEncoded();
+        url.isLocalFile() ? LocalPath::toBytes(url.toLocalFile()) : url.toEncoded();
     const char* args[] = {"loadfile", target.constData(), "replace", nullptr};
     MpvNode result;
     const int rc = mpv_command_ret(m_mpv->get(), args, result.out());

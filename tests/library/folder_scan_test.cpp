@@ -1,6 +1,7 @@
 #include "library/FolderBookmarkManager.h"
 
 #include "core/Preferences.h"
+#include "library/LocalPath.h"
 #include "support/LogCapture.h"
 #include "support/TestUtil.h"
 
@@ -104,6 +105,26 @@ TEST_F(FolderScanTest, LoadVideosFollowsTheRecursiveScanPreference) {
                                QStringLiteral("Found %1 videos in Library").arg(videos.size()),
                                "Found 0 videos in Empty"}));
     }
+}
+
+TEST_F(FolderScanTest, KeepsTheBytesOfNamesThatAreNotUtf8) {
+    // Latin-1 names, as disks and shares filled on other systems hold them; the second file has
+    // no suffix, so its content is read.
+    const QByteArray folder = QFile::encodeName(m_dir.path()) + "/Vid\xe9os";
+    ASSERT_EQ(mkdir(folder.constData(), 0700), 0);
+    const QList<QByteArray> files = {folder + "/a\xff\xfe.mp4", folder + "/\xe9t\xe9"};
+    for (const QByteArray& file : files)
+        testutil::writeFile(LocalPath::fromBytes(file), s_mp4);
+    const QUrl folderUrl = QUrl::fromLocalFile(LocalPath::fromBytes(folder));
+    EXPECT_EQ(FolderBookmarkManager::bookmarkForFolder(folderUrl), folder);
+    ASSERT_TRUE(FolderBookmarkManager(*m_prefs).addFolder(folderUrl));
+
+    FolderBookmarkManager manager(*m_prefs);
+    EXPECT_EQ(manager.folderURLs(), Urls{folderUrl});
+    QList<QByteArray> found;
+    for (const QUrl& video : manager.loadVideos())
+        found.append(LocalPath::toBytes(video.toLocalFile()));
+    EXPECT_EQ(found, files);
 }
 
 } // namespace

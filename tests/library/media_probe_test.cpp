@@ -3,6 +3,8 @@
 #include "support/TestUtil.h"
 #include "support/media_clips.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <gtest/gtest.h>
@@ -59,6 +61,15 @@ TEST_F(MediaProbeTest, ReportsDurationVideoAndDisplayedSize) {
         EXPECT_EQ(info.hasVideo, !size.isEmpty());
         EXPECT_EQ(info.displaySize, size);
     }
+
+    // A name in Latin-1, not UTF-8 (its "é" held as U+DCE9), is opened by its bytes.
+    QTemporaryDir dir;
+    QFile original(clips().landscape);
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    const QString copy = dir.filePath("caf") + QChar(0xDCE9) + ".mp4";
+    testutil::writeFile(copy, original.readAll());
+    EXPECT_EQ(probed(copy).displaySize, QSize(320, 180));
+    EXPECT_EQ(frame(copy, 1.0).size(), frame(clips().landscape, 1.0).size());
 }
 
 TEST_F(MediaProbeTest, UnreadableFilesFailWithADescription) {

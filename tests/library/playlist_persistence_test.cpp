@@ -158,14 +158,17 @@ TEST_F(PlaylistPersistenceTest, TheAssignedPlaylistComesFromTheLibrary) {
 }
 
 TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollowsTheScan) {
+    // b and c are named in Latin-1, held with their bytes that aren't UTF-8 as U+DCxx.
+    const QString b = QStringLiteral("b") + QChar(0xDCE9) + QStringLiteral(".mp4");
+    const QString c = QStringLiteral("c") + QChar(0xDCFF) + QStringLiteral(".mp4");
     PlaylistPersistence& screen = PlaylistPersistence::forScreen("1");
     // An empty scan of an empty list stores the empty list.
     screen.syncWithFolderContents({});
     EXPECT_EQ(prefs().dataForKey("playlist_1_items"), QByteArray("[]"));
     QSignalSpy itemsSpy(&screen, &PlaylistPersistence::itemsChanged);
-    screen.syncWithFolderContents(files({"a.mp4", "b.mp4", "sub/c.mp4"}));
+    screen.syncWithFolderContents(files({"a.mp4", b, "sub/" + c}));
     EXPECT_EQ(itemsSpy.count(), 1);
-    ASSERT_EQ(testutil::fileNames(screen.items()), (QStringList{"a.mp4", "b.mp4", "c.mp4"}));
+    ASSERT_EQ(testutil::fileNames(screen.items()), (QStringList{"a.mp4", b, c}));
     EXPECT_EQ(screen.items().at(2).folderPath, m_dir.filePath("sub"));
     EXPECT_EQ(stored("1"), screen.items());
 
@@ -173,14 +176,15 @@ TEST_F(PlaylistPersistenceTest, ARescanInAnotherOrderKeepsEachFilesStateAndFollo
     screen.toggleExclusion(screen.items().at(1).id);
     screen.moveItems({2}, 0);
     const QList<PlaylistItem> before = screen.items();
-    ASSERT_EQ(testutil::fileNames(before), (QStringList{"c.mp4", "a.mp4", "b.mp4"}));
+    ASSERT_EQ(testutil::fileNames(before), (QStringList{c, "a.mp4", b}));
 
-    screen.syncWithFolderContents(files({"b.mp4", "a.mp4", "sub/c.mp4"}));
+    screen.syncWithFolderContents(files({b, "a.mp4", "sub/" + c}));
     EXPECT_EQ(screen.items(), (QList<PlaylistItem>{before.at(2), before.at(1), before.at(0)}));
     EXPECT_EQ(stored("1"), screen.items());
-    // Play order still follows the hand-made order, without the excluded b.
-    EXPECT_EQ(testutil::fileNames(screen.enabledItems()), (QStringList{"c.mp4", "a.mp4"}));
-    EXPECT_EQ(screen.playableURLs(), files({"sub/c.mp4", "a.mp4"}));
+    // Play order still follows the hand-made order, without the excluded b, also after a restart.
+    EXPECT_EQ(testutil::fileNames(screen.enabledItems()), (QStringList{c, "a.mp4"}));
+    EXPECT_EQ(screen.playableURLs(), files({"sub/" + c, "a.mp4"}));
+    EXPECT_EQ(PlaylistPersistence("1", prefs()).playableURLs(), screen.playableURLs());
     EXPECT_EQ(screen.excludedCount(), 1);
 
     // An empty scan never clears a list.

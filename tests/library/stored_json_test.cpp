@@ -18,6 +18,8 @@
 #include <cstdint>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const char* const kItemId = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
@@ -163,6 +165,30 @@ TEST(StoredJsonText, ReadsWhatOtherWritersMayProduce) {
     EXPECT_EQ(entry.height, 1080);
     EXPECT_EQ(entry.duration, 0.0);
     EXPECT_EQ(entry.customOrder, 2); // the last of a repeated member counts
+}
+
+TEST(StoredJsonText, WritesBackExactlyWhatItRead) {
+    // A file-name byte that isn't UTF-8 is held as a lone surrogate (U+DCE9 for Latin-1 "é"):
+    // written as its escape, like any other lone surrogate. A leading U+FEFF and a negative zero
+    // are kept too.
+    const QByteArray json = R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F",)"
+                            "\"filename\":\"\xef\xbb\xbfr\\udc00ed.mp4\","
+                            R"("folderPath":"/v/caf\udce9","isExcluded":false,"addedDate":1,)"
+                            R"("duration":-0}])";
+    const auto items = StoredJson::decodeItems(json);
+    ASSERT_TRUE(items);
+    const PlaylistItem& entry = items->at(0);
+    EXPECT_EQ(entry.filename, QChar(0xFEFF) + u"r"_s + QChar(0xDC00) + u"ed.mp4"_s);
+    EXPECT_EQ(entry.folderPath, u"/v/caf"_s + QChar(0xDCE9));
+    EXPECT_EQ(StoredJson::encodeItems(*items), json);
+
+    // The metadata cache, keyed by such paths, in key order.
+    const QHash<QString, VideoMetadata> cache = {{entry.lookupKey(), VideoMetadata{1.5, 2, 3}},
+                                                 {"/v/a.mp4", VideoMetadata{}}};
+    const QByteArray cacheJson = "{\"/v/a.mp4\":{},\"/v/caf\\udce9/\xef\xbb\xbfr\\udc00ed.mp4\":"
+                                 "{\"duration\":1.5,\"width\":2,\"height\":3}}";
+    EXPECT_EQ(StoredJson::encodeMetadataCache(cache), cacheJson);
+    EXPECT_EQ(StoredJson::decodeMetadataCache(cacheJson), cache);
 }
 
 TEST(StoredJsonText, RefusesMalformedTextAndIncompleteItems) {

@@ -1,4 +1,6 @@
 #include "playback/MpvPlayer.h"
+
+#include "library/LocalPath.h"
 #include "support/TestUtil.h"
 
 #include <QSignalSpy>
@@ -11,6 +13,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// The two-second clip again, named in Latin-1 as disks filled on other systems hold names.
+const char* const kLatin1Name = "a\xff\xfe.mp4";
 
 // Real mpv without a video output, on clips made by ffmpeg once for the whole suite.
 class MpvPlayerTest : public ::testing::Test {
@@ -28,11 +33,14 @@ protected:
         testutil::writeFile(clip("text.mp4"), QByteArray("this is not a video\n").repeated(50));
         QFile full(clip("two.mp4"));
         ASSERT_TRUE(full.open(QIODevice::ReadOnly));
-        testutil::writeFile(clip("truncated.mp4"), full.read(full.size() / 3));
+        const QByteArray whole = full.readAll();
+        testutil::writeFile(clip("truncated.mp4"), whole.left(whole.size() / 3));
+        testutil::writeFile(clip(kLatin1Name), whole);
     }
     static void TearDownTestSuite() { s_dir.reset(); }
 
-    static QString clip(const char* name) { return s_dir->filePath(QString::fromUtf8(name)); }
+    // A name's bytes as they are on disk: they need not be UTF-8.
+    static QString clip(const char* name) { return s_dir->filePath(LocalPath::fromBytes(name)); }
     static QUrl url(const char* name) { return QUrl::fromLocalFile(clip(name)); }
 
     // Loads a file and waits for its verdict.
@@ -90,7 +98,8 @@ TEST_F(MpvPlayerTest, BrokenFilesFailWithADescription) {
 
 TEST_F(MpvPlayerTest, PlaysToTheEndWithItsObserversAndHoldsTheLastFrame) {
     MpvPlayer player;
-    ASSERT_EQ(loadAndWait(player, "two.mp4"), Player::Status::ReadyToPlay);
+    // Named in Latin-1: mpv is handed the name's own bytes.
+    ASSERT_EQ(loadAndWait(player, kLatin1Name), Player::Status::ReadyToPlay);
     QList<double> ticks;
     player.addPeriodicTimeObserver(0.5, [&ticks](double time) { ticks.append(time); });
     // Boundaries fire once when reached; a removed one and one beyond the end never.

@@ -1,6 +1,7 @@
 #include "support/TestUtil.h"
 
 #include "core/Preferences.h"
+#include "library/LocalPath.h"
 #include "library/PlaylistPersistence.h"
 
 #include <QCoreApplication>
@@ -19,6 +20,9 @@
 #include <QDebug>
 
 #include <algorithm>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 void PrintTo(const QString& value, std::ostream* os) {
     *os << '"' << value.toStdString() << '"';
@@ -168,9 +172,15 @@ void resetUserStore() {
 
 void writeFile(const QString& path, const QByteArray& bytes) {
     QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    // Created by its bytes, so that a name that isn't UTF-8 (held as LocalPath text) is made as
+    // it is.
+    const int fd = ::open(LocalPath::toBytes(path).constData(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    QFile file;
+    if (fd >= 0 && file.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle))
         file.write(bytes);
+    else if (fd >= 0)
+        ::close(fd);
 }
 
 QStringList fileNames(const QList<PlaylistItem>& items) {

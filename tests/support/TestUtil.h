@@ -77,7 +77,8 @@ QString primaryName(const QColor& colour);
 // The same for an image's average colour.
 QString primaryName(const QImage& image);
 
-// Writes bytes to a file, creating parent folders.
+// Writes bytes to a file, creating parent folders. The file's name may hold bytes that aren't
+// UTF-8, as LocalPath holds them; its folders' names may not.
 void writeFile(const QString& path, const QByteArray& bytes);
 
 // The items' file names, in order.
