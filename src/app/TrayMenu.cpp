@@ -1,6 +1,9 @@
 #include "app/TrayMenu.h"
 
 #include "app/AppDelegate.h"
+#include "ui/SettingsWindow.h"
+#include "ui/SymbolTable.h"
+#include "ui/ViewRules.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -30,9 +33,7 @@ bool TrayMenu::isShownInTray() const {
 }
 
 QString TrayMenu::statusText(int playingScreenCount) {
-    return QStringLiteral("Playing on %1 screen%2")
-        .arg(playingScreenCount)
-        .arg(playingScreenCount == 1 ? QString() : QStringLiteral("s"));
+    return ViewRules::playingText(playingScreenCount);
 }
 
 QIcon TrayMenu::icon(const QString& name) {
@@ -64,6 +65,9 @@ void TrayMenu::rebuild() {
                           if (AppDelegate* controller = AppDelegate::shared())
                               controller->nextVideo();
                       });
+    m_menu->addSeparator();
+    m_menu->addAction(icon(SymbolTable::iconName(QStringLiteral("macwindow"))),
+                      QStringLiteral("Show Window"), this, [] { SettingsWindow::show(); });
     m_menu->addSeparator();
     QAction* quit = m_menu->addAction(icon(QStringLiteral("application-exit")),
                                       QStringLiteral("Quit Orvanta"), this,

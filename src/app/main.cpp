@@ -12,6 +12,8 @@
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
+#include "ui/SettingsContext.h"
+#include "ui/SettingsWindow.h"
 
 #include <QApplication>
 
@@ -95,9 +97,15 @@ int main(int argc, char** argv) {
         delegate.applicationWillTerminate();
     });
     delegate.applicationDidFinishLaunching();
+    SettingsContext::shared().setController(&delegate);
     TrayMenu tray;
     if (!tray.isShownInTray())
         qCInfo(lcApp, "No system tray on this desktop");
+    // A start from the login autostart stays in the background, unless there is no other way in
+    // or nothing to play yet.
+    if (!app.arguments().contains(QStringLiteral("--background")) || !tray.isShownInTray() ||
+        !Preferences::standard().arrayForKey(QStringLiteral("videoFoldersBookmarks")).has_value())
+        SettingsWindow::show();
 
     return app.exec();
 }
