@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
@@ -35,6 +36,9 @@ SettingsWindow::SettingsWindow()
         qCWarning(lcApp, "The settings window could not be built");
         return;
     }
+    // The window and its engine go before the players and the application object they use.
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+            [this] { delete this; });
     // Closed (hidden) windows are not kept: the next show builds a new one.
     connect(m_window, &QWindow::visibleChanged, this, [this](bool visible) {
         if (!visible)
@@ -45,7 +49,11 @@ SettingsWindow::SettingsWindow()
         captureEachPage(captureFolder);
 }
 
-SettingsWindow::~SettingsWindow() = default;
+SettingsWindow::~SettingsWindow() {
+    // Its own hiding while it goes is no close.
+    if (m_window)
+        disconnect(m_window, nullptr, this, nullptr);
+}
 
 void SettingsWindow::show() {
     if (!s_open) {
