@@ -4,6 +4,7 @@
 #include "app/TrayMenu.h"
 #include "core/Logging.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/PlaylistLibrary.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
@@ -103,8 +104,11 @@ int main(int argc, char** argv) {
         qCInfo(lcApp, "No system tray on this desktop");
     // A start from the login autostart stays in the background, unless there is no other way in
     // or nothing to play yet.
+    const bool hasFolders = !preferences.arrayForKey(Settings::videoFoldersBookmarks.key())
+                                 .value_or(QVariantList())
+                                 .isEmpty();
     if (!app.arguments().contains(QStringLiteral("--background")) || !tray.isShownInTray() ||
-        !Preferences::standard().arrayForKey(QStringLiteral("videoFoldersBookmarks")).has_value())
+        !hasFolders)
         SettingsWindow::show();
 
     return app.exec();

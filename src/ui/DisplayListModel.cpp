@@ -25,10 +25,9 @@ void DisplayListModel::setEntries(const QList<Entry>& entries) {
             continue;
         m_connections.append(connect(entry.manager, &VideoPlayerManager::totalVideoCountChanged,
                                      this, &DisplayListModel::updateContent));
-        m_connections.append(
-            connect(&PlaylistPersistence::forScreen(entry.manager->screenId()),
-                    &PlaylistPersistence::assignedPlaylistIdChanged, this,
-                    &DisplayListModel::updatePlaylistNames));
+        m_connections.append(connect(&PlaylistPersistence::forScreen(entry.manager->screenId()),
+                                     &PlaylistPersistence::assignedPlaylistIdChanged, this,
+                                     &DisplayListModel::updatePlaylistNames));
     }
     endResetModel();
     if (before != m_rows.size())

@@ -27,16 +27,17 @@ void writeChanged(Preferences& preferences, const Settings::Key<T>& key, T value
 } // namespace
 
 DisplaySettings::DisplaySettings(QObject* parent)
-    : DisplaySettings(Preferences::standard(), parent) {}
+    : DisplaySettings(Preferences::standard(), parent) {
+}
 
 DisplaySettings::DisplaySettings(Preferences& preferences, QObject* parent)
     : QObject(parent)
     , m_preferences(preferences) {
     connect(&m_preferences, &Preferences::valueChanged, this, [this](const QString& key) {
         static const QStringList kKeys = {
-            Settings::videoScaling.key(), Settings::transitionType.key(),
+            Settings::videoScaling.key(),       Settings::transitionType.key(),
             Settings::transitionDuration.key(), Settings::audioMuted.key(),
-            Settings::audioVolume.key(), Settings::playbackRate.key()};
+            Settings::audioVolume.key(),        Settings::playbackRate.key()};
         if (kKeys.contains(key))
             Q_EMIT changed();
     });

@@ -14,8 +14,8 @@ class DisplaySettings : public QObject {
     QML_ELEMENT
     Q_PROPERTY(int videoScaling READ videoScaling WRITE setVideoScaling NOTIFY changed)
     Q_PROPERTY(int transitionType READ transitionType WRITE setTransitionType NOTIFY changed)
-    Q_PROPERTY(double transitionDuration READ transitionDuration WRITE setTransitionDuration
-                   NOTIFY changed)
+    Q_PROPERTY(double transitionDuration READ transitionDuration WRITE setTransitionDuration NOTIFY
+                   changed)
     Q_PROPERTY(bool audioMuted READ audioMuted WRITE setAudioMuted NOTIFY changed)
     Q_PROPERTY(double audioVolume READ audioVolume WRITE setAudioVolume NOTIFY changed)
     Q_PROPERTY(double playbackRate READ playbackRate WRITE setPlaybackRate NOTIFY changed)
@@ -23,8 +23,8 @@ class DisplaySettings : public QObject {
     Q_PROPERTY(bool showsVolumeRow READ showsVolumeRow NOTIFY changed)
     Q_PROPERTY(bool syncEnabled READ syncEnabled WRITE setSyncEnabled NOTIFY syncEnabledChanged)
     Q_PROPERTY(QStringList playlistOptions READ playlistOptions NOTIFY playlistsChanged)
-    Q_PROPERTY(int activePlaylistIndex READ activePlaylistIndex WRITE setActivePlaylistIndex
-                   NOTIFY playlistsChanged)
+    Q_PROPERTY(int activePlaylistIndex READ activePlaylistIndex WRITE setActivePlaylistIndex NOTIFY
+                   playlistsChanged)
     Q_PROPERTY(QString playlistFooter READ playlistFooter NOTIFY playlistsChanged)
 
 public:

@@ -9,7 +9,8 @@
 #include <QDir>
 
 FolderListModel::FolderListModel(QObject* parent)
-    : FolderListModel(Preferences::standard(), parent) {}
+    : FolderListModel(Preferences::standard(), parent) {
+}
 
 FolderListModel::FolderListModel(Preferences& preferences, QObject* parent)
     : QAbstractListModel(parent)

@@ -15,8 +15,8 @@ class FolderListModel : public QAbstractListModel {
     QML_ELEMENT
     Q_PROPERTY(int count READ count NOTIFY countChanged)
     Q_PROPERTY(QString footerText READ footerText NOTIFY countChanged)
-    Q_PROPERTY(bool recursiveScan READ recursiveScan WRITE setRecursiveScan NOTIFY
-                   recursiveScanChanged)
+    Q_PROPERTY(
+        bool recursiveScan READ recursiveScan WRITE setRecursiveScan NOTIFY recursiveScanChanged)
 
 public:
     enum Role { NameRole = Qt::UserRole + 1, PathRole };

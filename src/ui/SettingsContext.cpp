@@ -8,7 +8,8 @@
 
 SettingsContext::SettingsContext(QObject* parent)
     : QObject(parent)
-    , m_displays(new DisplayListModel(this)) {}
+    , m_displays(new DisplayListModel(this)) {
+}
 
 SettingsContext& SettingsContext::shared() {
     static SettingsContext* s_instance = new SettingsContext();

@@ -80,8 +80,8 @@ void SettingsWindow::captureEachPage(const QString& folder) {
         QTimer::singleShot(kCaptureDelayMs * (page + 1), this, [this, folder, page] {
             m_window->setProperty("currentPage", page);
             QTimer::singleShot(kCaptureDelayMs / 2, this, [this, folder, page] {
-                const QString path =
-                    QDir(folder).filePath(QString::fromLatin1(kNames[page]) + QStringLiteral(".png"));
+                const QString path = QDir(folder).filePath(QString::fromLatin1(kNames[page]) +
+                                                           QStringLiteral(".png"));
                 if (!m_window->grabWindow().save(path))
                     qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
                 else

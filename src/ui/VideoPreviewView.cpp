@@ -5,7 +5,8 @@
 
 VideoPreviewView::VideoPreviewView(QQuickItem* parent)
     : QQuickItem(parent)
-    , m_surface(new VideoSurface(this)) {}
+    , m_surface(new VideoSurface(this)) {
+}
 
 VideoPreviewView::~VideoPreviewView() = default;
 

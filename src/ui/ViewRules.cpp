@@ -46,10 +46,9 @@ QString ViewRules::positionText(int currentIndex, int totalVideoCount, const QSt
                                 bool compact) {
     QStringList parts;
     if (totalVideoCount >= 1) {
-        parts.append(compact ? QStringLiteral("%1/%2").arg(currentIndex + 1).arg(totalVideoCount)
-                             : QStringLiteral("Video %1 of %2")
-                                   .arg(currentIndex + 1)
-                                   .arg(totalVideoCount));
+        parts.append(
+            compact ? QStringLiteral("%1/%2").arg(currentIndex + 1).arg(totalVideoCount)
+                    : QStringLiteral("Video %1 of %2").arg(currentIndex + 1).arg(totalVideoCount));
     }
     if (!playlistName.isEmpty())
         parts.append(playlistName);

@@ -14,6 +14,7 @@
 #include "ui/SettingsWindow.h"
 #include "ui/VideoPreviewView.h"
 
+#include <QDir>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
@@ -79,6 +80,23 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
         ASSERT_NE(preview, nullptr);
         EXPECT_TRUE(testutil::waitUntil([&] { return preview->surface()->shownFrames() > 0; }));
     }
+
+    // A folder chosen in the folder chooser joins the stored ones.
+    window->setProperty("currentPage", 1);
+    QObject* chooser = nullptr;
+    for (QObject* object : window->findChildren<QObject*>()) {
+        if (QByteArray(object->metaObject()->className()).startsWith("QQuickFolderDialog"))
+            chooser = object;
+    }
+    ASSERT_NE(chooser, nullptr);
+    QMetaObject::invokeMethod(chooser, "open");
+    EXPECT_TRUE(testutil::waitUntil([&] { return chooser->property("visible").toBool(); }));
+    ASSERT_TRUE(QDir().mkpath(dir.filePath(u"more"_s)));
+    const QUrl more = QUrl::fromLocalFile(dir.filePath(u"more"_s));
+    chooser->setProperty("selectedFolder", more);
+    QMetaObject::invokeMethod(chooser, "accept");
+    folders.loadBookmarks();
+    EXPECT_EQ(folders.folderURLs().size(), 2);
 
     window->close();
     ASSERT_TRUE(testutil::waitUntil([] { return SettingsWindow::window() == nullptr; }));

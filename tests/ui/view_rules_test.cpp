@@ -15,17 +15,26 @@ namespace {
 TEST(ViewRules, TimesReadAsMinutesOrHoursAndZeroForNonsense) {
     const double kNaN = std::numeric_limits<double>::quiet_NaN();
     const double kInfinity = std::numeric_limits<double>::infinity();
-    for (const auto& [seconds, text] : {std::tuple{0.0, "0:00"}, {59.9, "0:59"}, {65.0, "1:05"},
-                                        {3599.0, "59:59"}, {3725.0, "1:02:05"},
-                                        {-1.0, "0:00"}, {kNaN, "0:00"}, {kInfinity, "0:00"}})
+    for (const auto& [seconds, text] : {std::tuple{0.0, "0:00"},
+                                        {59.9, "0:59"},
+                                        {65.0, "1:05"},
+                                        {3599.0, "59:59"},
+                                        {3725.0, "1:02:05"},
+                                        {-1.0, "0:00"},
+                                        {kNaN, "0:00"},
+                                        {kInfinity, "0:00"}})
         EXPECT_EQ(ViewRules::formatTime(seconds), QString::fromLatin1(text)) << seconds;
 }
 
 TEST(ViewRules, ProgressStaysWithinZeroAndOne) {
     const double kNaN = std::numeric_limits<double>::quiet_NaN();
-    for (const auto& [value, total, progress] :
-         {std::tuple{30.0, 60.0, 0.5}, {90.0, 60.0, 1.0}, {-5.0, 60.0, 0.0}, {kNaN, 60.0, 0.0},
-          {10.0, 0.0, 0.0}, {10.0, -3.0, 0.0}, {10.0, kNaN, 0.0}})
+    for (const auto& [value, total, progress] : {std::tuple{30.0, 60.0, 0.5},
+                                                 {90.0, 60.0, 1.0},
+                                                 {-5.0, 60.0, 0.0},
+                                                 {kNaN, 60.0, 0.0},
+                                                 {10.0, 0.0, 0.0},
+                                                 {10.0, -3.0, 0.0},
+                                                 {10.0, kNaN, 0.0}})
         EXPECT_DOUBLE_EQ(ViewRules::progress(value, total), progress) << value << "/" << total;
 }
 

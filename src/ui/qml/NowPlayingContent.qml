@@ -45,7 +45,7 @@ Item {
             Rectangle {
                 anchors.fill: parent
                 gradient: Gradient {
-                    GradientStop { position: 0; color: "transparent" }
+                    GradientStop { position: 0; color: Qt.rgba(0, 0, 0, 0) }
                     GradientStop { position: 1; color: Qt.rgba(0, 0, 0, 0.6) }
                 }
             }
