@@ -46,7 +46,7 @@ SettingsWindow::SettingsWindow()
     });
     const QString captureFolder = qEnvironmentVariable("ORVANTA_CAPTURE_PAGES");
     if (!captureFolder.isEmpty())
-        captureEachPage(captureFolder);
+        captureEachPage(captureFolder, 0);
 }
 
 SettingsWindow::~SettingsWindow() {
@@ -73,20 +73,20 @@ QQuickWindow* SettingsWindow::window() {
     return s_open ? s_open->m_window.data() : nullptr;
 }
 
-void SettingsWindow::captureEachPage(const QString& folder) {
-    QDir().mkpath(folder);
+void SettingsWindow::captureEachPage(const QString& folder, int page) {
     static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display"};
-    for (int page = 0; page < kPageCount; ++page) {
-        QTimer::singleShot(kCaptureDelayMs * (page + 1), this, [this, folder, page] {
-            m_window->setProperty("currentPage", page);
-            QTimer::singleShot(kCaptureDelayMs / 2, this, [this, folder, page] {
-                const QString path = QDir(folder).filePath(QString::fromLatin1(kNames[page]) +
-                                                           QStringLiteral(".png"));
-                if (!m_window->grabWindow().save(path))
-                    qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
-                else
-                    qCInfo(lcApp, "Saved %s", qUtf8Printable(path));
-            });
-        });
-    }
+    if (page >= kPageCount)
+        return;
+    QDir().mkpath(folder);
+    m_window->setProperty("currentPage", page);
+    // One page after the other, each saved before the next is shown.
+    QTimer::singleShot(kCaptureDelayMs, this, [this, folder, page] {
+        const QString path =
+            QDir(folder).filePath(QString::fromLatin1(kNames[page]) + QStringLiteral(".png"));
+        if (!m_window->grabWindow().save(path))
+            qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
+        else
+            qCInfo(lcApp, "Saved %s", qUtf8Printable(path));
+        captureEachPage(folder, page + 1);
+    });
 }

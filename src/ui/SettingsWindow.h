@@ -24,8 +24,9 @@ public:
 
 private:
     SettingsWindow();
-    // Every page shown in turn and saved as PNG files into folder (for documentation).
-    void captureEachPage(const QString& folder);
+    // Shows each page from page on in turn and saves it as a PNG file into folder (pictures
+    // for the documentation).
+    void captureEachPage(const QString& folder, int page);
 
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QPointer<QQuickWindow> m_window;
