@@ -41,8 +41,10 @@ SettingsWindow::SettingsWindow()
             [this] { delete this; });
     // Closed (hidden) windows are not kept: the next show builds a new one.
     connect(m_window, &QWindow::visibleChanged, this, [this](bool visible) {
-        if (!visible)
-            deleteLater();
+        if (visible)
+            return;
+        qCInfo(lcApp, "Settings window closed");
+        deleteLater();
     });
     const QString captureFolder = qEnvironmentVariable("ORVANTA_CAPTURE_PAGES");
     if (!captureFolder.isEmpty())

@@ -81,6 +81,13 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
         EXPECT_TRUE(testutil::waitUntil([&] { return preview->surface()->shownFrames() > 0; }));
     }
 
+    // In synchronized mode one large preview stands for both screens.
+    SyncManager::shared().setSyncEnabled(true);
+    EXPECT_TRUE(testutil::waitUntil([] {
+        return shownItems("NowPlayingContent").size() == 1 && shownItems("DisplayCard").isEmpty();
+    }));
+    SyncManager::shared().setSyncEnabled(false);
+
     // A folder chosen in the folder chooser joins the stored ones.
     window->setProperty("currentPage", 1);
     QObject* chooser = nullptr;
