@@ -6,6 +6,7 @@
 #include "playback/DesktopWindow.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/SyncManager.h"
+#include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
 #include "system/PowerManager.h"
@@ -80,6 +81,16 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
         ASSERT_NE(preview, nullptr);
         EXPECT_TRUE(testutil::waitUntil([&] { return preview->surface()->shownFrames() > 0; }));
     }
+
+    // A card's play/pause acts on its screen alone.
+    DisplayListModel* displays = SettingsContext::shared().displays();
+    const QList<AppDelegate::Display> screens = delegate.displays();
+    ASSERT_EQ(screens.size(), 2);
+    displays->togglePlayback(0);
+    EXPECT_FALSE(screens[0].manager->isPlaying());
+    EXPECT_TRUE(screens[1].manager->isPlaying());
+    displays->togglePlayback(0);
+    EXPECT_TRUE(screens[0].manager->isPlaying());
 
     // In synchronized mode one large preview stands for both screens.
     SyncManager::shared().setSyncEnabled(true);
