@@ -22,6 +22,7 @@
 #include <QPalette>
 #include <QScreen>
 #include <QTimer>
+#include <QVariantMap>
 #include <QWindow>
 
 QPointer<AppDelegate> AppDelegate::s_shared;
@@ -407,6 +408,16 @@ QList<AppDelegate::Display> AppDelegate::displays() const {
             result.append({controller->screenName(), manager});
     }
     return result;
+}
+
+QVariantList AppDelegate::displayList() const {
+    QVariantList list;
+    for (const Display& display : displays()) {
+        list.append(QVariantMap{{QStringLiteral("screenName"), display.screenName},
+                                {QStringLiteral("manager"),
+                                 QVariant::fromValue<QObject*>(display.manager)}});
+    }
+    return list;
 }
 
 VideoPlayerManager* AppDelegate::primaryPlayerManager() const {

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QVariantList>
 
 #include <memory>
 #include <vector>
@@ -30,6 +31,8 @@ class AppDelegate : public QObject, public MediaKeyTarget {
     Q_PROPERTY(int totalScreenCount READ totalScreenCount NOTIFY totalScreenCountChanged)
     Q_PROPERTY(
         VideoPlayerManager* primaryPlayerManager READ primaryPlayerManager NOTIFY displaysChanged)
+    // displays() for the settings window: maps of "screenName" and "manager".
+    Q_PROPERTY(QVariantList displayList READ displayList NOTIFY displaysChanged)
 
 public:
     struct Display {
@@ -48,13 +51,13 @@ public:
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
-    void togglePlayPause() override;
+    Q_INVOKABLE void togglePlayPause() override;
     void startAllPlayback() override;
     void pauseAllPlayback() override;
     void stopAllPlayback();
-    void nextVideo() override;
-    void previousVideo() override;
-    void reloadAllPlaylists();
+    Q_INVOKABLE void nextVideo() override;
+    Q_INVOKABLE void previousVideo() override;
+    Q_INVOKABLE void reloadAllPlaylists();
     void rebuildDesktopWindows();
 
     bool isPlaying() const override { return m_isPlaying; }
@@ -64,6 +67,7 @@ public:
     // In sync mode the shared manager alone (never created by asking), else one per window.
     QList<Display> displays() const;
     VideoPlayerManager* primaryPlayerManager() const;
+    QVariantList displayList() const;
 
     const std::vector<std::unique_ptr<DesktopWindowController>>& desktopWindows() const {
         return m_desktopWindows;

@@ -4,6 +4,9 @@
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
 #include "system/LaunchAtLoginManager.h"
+#include "ui/SettingsWindow.h"
+#include "ui/SymbolTable.h"
+#include "ui/ViewRules.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -35,9 +38,7 @@ bool TrayMenu::isShownInTray() const {
 }
 
 QString TrayMenu::statusText(int playingScreenCount) {
-    return QStringLiteral("Playing on %1 screen%2")
-        .arg(playingScreenCount)
-        .arg(playingScreenCount == 1 ? QString() : QStringLiteral("s"));
+    return ViewRules::playingText(playingScreenCount);
 }
 
 QIcon TrayMenu::icon(const QString& name) {
@@ -79,6 +80,8 @@ void TrayMenu::rebuild() {
             controller->nextVideo();
     });
     m_menu->addSeparator();
+    m_menu->addAction(icon(SymbolTable::iconName(QStringLiteral("macwindow"))),
+                      QStringLiteral("Show Window"), this, [] { SettingsWindow::show(); });
     // Shows the last request, not whether the entry is there now.
     QAction* launchAtLogin =
         m_menu->addAction(icon(QStringLiteral("system-run")), QStringLiteral("Launch at Login"));

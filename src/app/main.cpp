@@ -5,7 +5,9 @@
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
 #include "core/Logging.h"
+#include "core/NotificationCenter.h"
 #include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
 #include "library/PlaylistLibrary.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
@@ -14,6 +16,8 @@
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
+#include "ui/SettingsContext.h"
+#include "ui/SettingsWindow.h"
 
 #include <QApplication>
 
@@ -106,13 +110,13 @@ int main(int argc, char** argv) {
     mallopt(M_ARENA_MAX, 2);
     mallopt(M_MMAP_THRESHOLD, 1024 * 1024);
 #endif
-    // Decided before the application object: Qt's platform plugin and OpenGL's shared contexts
-    // are set up with it.
     if (const int answered = answerInformationOptions(argc, argv); answered >= 0)
         return answered;
     if (std::any_of(argv + 1, argv + argc,
                     [](const char* argument) { return qstrcmp(argument, "--support-info") == 0; }))
         return printSupportInfo(argc, argv);
+    // Decided before the application object: Qt's platform plugin and OpenGL's shared contexts
+    // are set up with it.
     SessionDisplay::choosePlatform();
     if (!SessionDisplay::hasDisplay()) {
         std::fputs(
@@ -159,9 +163,20 @@ int main(int argc, char** argv) {
         delegate.applicationWillTerminate();
     });
     delegate.applicationDidFinishLaunching();
+    SettingsContext::shared().setController(&delegate);
+    QObject::connect(&NotificationCenter::instance(), &NotificationCenter::settingsWindowRequested,
+                     &app, [] { SettingsWindow::show(); });
     TrayMenu tray;
     if (!tray.isShownInTray())
         qCInfo(lcApp, "No system tray on this desktop");
+    // A start from the login autostart stays in the background, unless there is no other way in
+    // or nothing to play yet.
+    const bool hasFolders = !preferences.arrayForKey(Settings::videoFoldersBookmarks.key())
+                                 .value_or(QVariantList())
+                                 .isEmpty();
+    if (!app.arguments().contains(QStringLiteral("--background")) || !tray.isShownInTray() ||
+        !hasFolders)
+        SettingsWindow::show();
 
     return app.exec();
 }

@@ -5,7 +5,7 @@
 DesktopWindow::DesktopWindow(QScreen* screen) {
     setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint |
              Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
-    setTitle(QStringLiteral("Orvanta"));
+    setTitle(QStringLiteral("Orvanta desktop"));
     setColor(Qt::black);
     if (screen) {
         setScreen(screen);

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ui/DisplayListModel.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QtQml/qqmlregistration.h>
+
+class QJSEngine;
+class QQmlEngine;
+
+// What the settings window's pages read from the running program and the commands they call.
+// The application controller lives above this layer, so it is held as a plain object: its
+// published values are read through its properties ("isPlaying", "displayList"), its commands
+// called by name. Without a controller the pages show an empty program and the commands do
+// nothing.
+class SettingsContext : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+    Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY isPlayingChanged)
+    Q_PROPERTY(DisplayListModel* displays READ displays CONSTANT)
+
+public:
+    static SettingsContext& shared();
+    static SettingsContext* create(QQmlEngine* engine, QJSEngine* scriptEngine);
+
+    // The controller whose values and commands the pages use; null detaches.
+    void setController(QObject* controller);
+    QObject* controller() const { return m_controller; }
+
+    bool isPlaying() const;
+    DisplayListModel* displays() const { return m_displays; }
+
+    Q_INVOKABLE void togglePlayPause();
+    Q_INVOKABLE void previousVideo();
+    Q_INVOKABLE void nextVideo();
+    Q_INVOKABLE void reloadAllPlaylists();
+
+Q_SIGNALS:
+    void isPlayingChanged();
+
+private Q_SLOTS:
+    void refreshDisplays();
+
+private:
+    explicit SettingsContext(QObject* parent = nullptr);
+    void call(const char* command);
+
+    QPointer<QObject> m_controller;
+    DisplayListModel* m_displays = nullptr;
+};

@@ -1,0 +1,94 @@
+#include "ui/SettingsWindow.h"
+
+#include "core/Logging.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QTimer>
+
+// The module's registration, generated with it; called once before the first engine loads it.
+void qml_register_types_Orvanta_Ui();
+
+QPointer<SettingsWindow> SettingsWindow::s_open;
+
+namespace {
+
+constexpr int kPageCount = 3;
+// Long enough for a page's first frames, previews included.
+constexpr int kCaptureDelayMs = 1500;
+
+} // namespace
+
+SettingsWindow::SettingsWindow()
+    : m_engine(std::make_unique<QQmlApplicationEngine>()) {
+    static const bool s_registered = [] {
+        qml_register_types_Orvanta_Ui();
+        return true;
+    }();
+    Q_UNUSED(s_registered);
+    m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
+    m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Orvanta/Ui/qml/SettingsWindow.qml")));
+    const QList<QObject*> roots = m_engine->rootObjects();
+    m_window = roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first());
+    if (!m_window) {
+        qCWarning(lcApp, "The settings window could not be built");
+        return;
+    }
+    // The window and its engine go before the players and the application object they use.
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+            [this] { delete this; });
+    // Closed (hidden) windows are not kept: the next show builds a new one.
+    connect(m_window, &QWindow::visibleChanged, this, [this](bool visible) {
+        if (visible)
+            return;
+        qCInfo(lcApp, "Settings window closed");
+        deleteLater();
+    });
+    const QString captureFolder = qEnvironmentVariable("ORVANTA_CAPTURE_PAGES");
+    if (!captureFolder.isEmpty())
+        captureEachPage(captureFolder, 0);
+}
+
+SettingsWindow::~SettingsWindow() {
+    // Its own hiding while it goes is no close.
+    if (m_window)
+        disconnect(m_window, nullptr, this, nullptr);
+}
+
+void SettingsWindow::show() {
+    if (!s_open) {
+        s_open = new SettingsWindow();
+        if (!s_open->m_window) {
+            delete s_open;
+            return;
+        }
+        qCInfo(lcApp, "Settings window opened");
+    }
+    s_open->m_window->show();
+    s_open->m_window->raise();
+    s_open->m_window->requestActivate();
+}
+
+QQuickWindow* SettingsWindow::window() {
+    return s_open ? s_open->m_window.data() : nullptr;
+}
+
+void SettingsWindow::captureEachPage(const QString& folder, int page) {
+    static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display"};
+    if (page >= kPageCount)
+        return;
+    QDir().mkpath(folder);
+    m_window->setProperty("currentPage", page);
+    // One page after the other, each saved before the next is shown.
+    QTimer::singleShot(kCaptureDelayMs, this, [this, folder, page] {
+        const QString path =
+            QDir(folder).filePath(QString::fromLatin1(kNames[page]) + QStringLiteral(".png"));
+        if (!m_window->grabWindow().save(path))
+            qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
+        else
+            qCInfo(lcApp, "Saved %s", qUtf8Printable(path));
+        captureEachPage(folder, page + 1);
+    });
+}

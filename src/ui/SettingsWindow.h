@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+class QQmlApplicationEngine;
+class QQuickWindow;
+
+// The settings window. At most one exists; it is built with an engine of its own when shown and
+// destroyed with that engine when closed, so that its memory goes with it. The program keeps
+// running without it.
+class SettingsWindow : public QObject {
+    Q_OBJECT
+
+public:
+    ~SettingsWindow() override;
+
+    // Brings the window forward, building it when none is open.
+    static void show();
+    // The open window; null when none is.
+    static QQuickWindow* window();
+
+private:
+    SettingsWindow();
+    // Shows each page from page on in turn and saves it as a PNG file into folder (pictures
+    // for the documentation).
+    void captureEachPage(const QString& folder, int page);
+
+    std::unique_ptr<QQmlApplicationEngine> m_engine;
+    QPointer<QQuickWindow> m_window;
+
+    static QPointer<SettingsWindow> s_open;
+};

@@ -1,0 +1,68 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Layouts
+import Orvanta.Ui
+
+ApplicationWindow {
+    id: window
+
+    // The page of the selected sidebar row: 0 Now Playing, 1 Video Folders, 2 Display.
+    property int currentPage: 0
+
+    title: "Orvanta"
+    width: 710
+    height: 470
+    minimumWidth: 650
+    minimumHeight: 420
+    color: Theme.window
+
+    palette.window: Theme.window
+    palette.windowText: Theme.primaryText
+    palette.base: Theme.control
+    palette.alternateBase: Theme.sidebar
+    palette.text: Theme.primaryText
+    palette.button: Theme.control
+    palette.buttonText: Theme.primaryText
+    palette.highlight: Theme.accent
+    palette.highlightedText: "#ffffff"
+    palette.placeholderText: Theme.secondaryText
+    palette.toolTipBase: Theme.control
+    palette.toolTipText: Theme.primaryText
+    palette.light: "#45464c"
+    palette.midlight: "#3a3b40"
+    palette.mid: "#2a2b30"
+    palette.dark: "#18191b"
+    palette.shadow: "#000000"
+    font.pixelSize: Theme.body
+
+    Shortcut {
+        sequences: [StandardKey.Close]
+        onActivated: window.close()
+    }
+
+    RowLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        SidebarView {
+            Layout.fillHeight: true
+            Layout.preferredWidth: Math.max(200, Math.min(260, window.width * 0.3))
+            selection: window.currentPage
+            onSelected: (page) => window.currentPage = page
+        }
+        Rectangle {
+            Layout.fillHeight: true
+            implicitWidth: 1
+            color: Theme.separator
+        }
+        StackLayout {
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            currentIndex: window.currentPage
+
+            NowPlayingView {}
+            SourceFoldersView {}
+            DisplaySettingsView {}
+        }
+    }
+}

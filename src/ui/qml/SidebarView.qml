@@ -1,0 +1,58 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+import Orvanta.Ui
+
+// The sidebar: its sections in order, each with its rows; the first section has no header.
+Rectangle {
+    id: sidebar
+
+    property int selection: 0
+    signal selected(int page)
+
+    // Sections without a page yet are left out.
+    readonly property var sections: [
+        { title: "", rows: [{ page: 0, title: "Now Playing", symbol: "play.rectangle.fill" }] },
+        { title: "Sources", rows: [{ page: 1, title: "Video Folders", symbol: "folder" }] },
+        { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] }
+    ]
+
+    color: Theme.sidebar
+
+    Column {
+        anchors.fill: parent
+        anchors.margins: 10
+        anchors.topMargin: 12
+        spacing: 2
+
+        Repeater {
+            model: sidebar.sections
+            delegate: Column {
+                required property var modelData
+                width: parent.width
+                spacing: 2
+
+                Label {
+                    visible: modelData.title !== ""
+                    text: modelData.title
+                    leftPadding: 8
+                    topPadding: 10
+                    bottomPadding: 2
+                    font.pixelSize: Theme.caption
+                    font.weight: Font.DemiBold
+                    color: Theme.secondaryText
+                }
+                Repeater {
+                    model: modelData.rows
+                    delegate: SidebarRow {
+                        required property var modelData
+                        width: parent.width
+                        title: modelData.title
+                        symbol: modelData.symbol
+                        highlighted: sidebar.selection === modelData.page
+                        onClicked: sidebar.selected(modelData.page)
+                    }
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,130 @@
+// The real settings window over a real controller with two screens playing under the harness.
+
+#include "app/AppDelegate.h"
+#include "core/Preferences.h"
+#include "library/FolderBookmarkManager.h"
+#include "playback/DesktopWindow.h"
+#include "playback/DesktopWindowController.h"
+#include "playback/SyncManager.h"
+#include "playback/VideoPlayerManager.h"
+#include "playback/VideoSurface.h"
+#include "support/TestUtil.h"
+#include "system/PowerManager.h"
+#include "system/PowerSource.h"
+#include "ui/SettingsContext.h"
+#include "ui/SettingsWindow.h"
+#include "ui/VideoPreviewView.h"
+
+#include <QDir>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void collectShown(QQuickItem* item, const char* typeName, QList<QQuickItem*>* found) {
+    if (!item->isVisible())
+        return;
+    if (QByteArray(item->metaObject()->className()).startsWith(typeName))
+        found->append(item);
+    const QList<QQuickItem*> children = item->childItems();
+    for (QQuickItem* child : children)
+        collectShown(child, typeName, found);
+}
+
+// The visible items of the open window whose QML type is named typeName, in drawing order.
+QList<QQuickItem*> shownItems(const char* typeName) {
+    QList<QQuickItem*> found;
+    collectShown(SettingsWindow::window()->contentItem(), typeName, &found);
+    return found;
+}
+
+TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClosing) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/a.mp4"_s)));
+    Preferences& store = Preferences::standard();
+    testutil::resetUserStore();
+    SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
+    FolderBookmarkManager folders(store);
+    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
+    AppDelegate delegate(store, std::make_unique<PowerManager>(std::unique_ptr<PowerSource>()));
+    delegate.applicationDidFinishLaunching();
+    SettingsContext::shared().setController(&delegate);
+    delegate.startAllPlayback();
+
+    SettingsWindow::show();
+    QQuickWindow* window = SettingsWindow::window();
+    ASSERT_NE(window, nullptr);
+    ASSERT_TRUE(testutil::waitUntil([&] { return window->isExposed(); }));
+    EXPECT_EQ(window->title(), u"Orvanta"_s);
+    EXPECT_EQ(window->size(), QSize(710, 470));
+    EXPECT_EQ(window->minimumSize(), QSize(650, 420));
+    // The desktop windows are not to be taken for it.
+    for (const auto& controller : delegate.desktopWindows())
+        EXPECT_NE(controller->window()->title(), window->title());
+
+    QStringList rows;
+    for (const QQuickItem* row : shownItems("SidebarRow"))
+        rows.append(row->property("title").toString());
+    EXPECT_EQ(rows, (QStringList{u"Now Playing"_s, u"Video Folders"_s, u"Display"_s}));
+    ASSERT_TRUE(testutil::waitUntil([] { return shownItems("DisplayCard").size() == 2; }));
+    // Each card's preview is one more surface of its screen's own player, and it draws.
+    const QList<QQuickItem*> previews = shownItems("VideoPreviewView");
+    ASSERT_EQ(previews.size(), 2);
+    for (QQuickItem* item : previews) {
+        auto* preview = qobject_cast<VideoPreviewView*>(item);
+        ASSERT_NE(preview, nullptr);
+        EXPECT_TRUE(testutil::waitUntil([&] { return preview->surface()->shownFrames() > 0; }));
+    }
+
+    // A card's play/pause acts on its screen alone.
+    DisplayListModel* displays = SettingsContext::shared().displays();
+    const QList<AppDelegate::Display> screens = delegate.displays();
+    ASSERT_EQ(screens.size(), 2);
+    displays->togglePlayback(0);
+    EXPECT_FALSE(screens[0].manager->isPlaying());
+    EXPECT_TRUE(screens[1].manager->isPlaying());
+    displays->togglePlayback(0);
+    EXPECT_TRUE(screens[0].manager->isPlaying());
+
+    // In synchronized mode one large preview stands for both screens.
+    SyncManager::shared().setSyncEnabled(true);
+    EXPECT_TRUE(testutil::waitUntil([] {
+        return shownItems("NowPlayingContent").size() == 1 && shownItems("DisplayCard").isEmpty();
+    }));
+    SyncManager::shared().setSyncEnabled(false);
+
+    // A folder chosen in the folder chooser joins the stored ones.
+    window->setProperty("currentPage", 1);
+    QObject* chooser = nullptr;
+    for (QObject* object : window->findChildren<QObject*>()) {
+        if (QByteArray(object->metaObject()->className()).startsWith("QQuickFolderDialog"))
+            chooser = object;
+    }
+    ASSERT_NE(chooser, nullptr);
+    QMetaObject::invokeMethod(chooser, "open");
+    EXPECT_TRUE(testutil::waitUntil([&] { return chooser->property("visible").toBool(); }));
+    ASSERT_TRUE(QDir().mkpath(dir.filePath(u"more"_s)));
+    const QUrl more = QUrl::fromLocalFile(dir.filePath(u"more"_s));
+    chooser->setProperty("selectedFolder", more);
+    QMetaObject::invokeMethod(chooser, "accept");
+    folders.loadBookmarks();
+    EXPECT_EQ(folders.folderURLs().size(), 2);
+
+    window->close();
+    ASSERT_TRUE(testutil::waitUntil([] { return SettingsWindow::window() == nullptr; }));
+    SettingsWindow::show();
+    ASSERT_NE(SettingsWindow::window(), nullptr);
+    EXPECT_TRUE(testutil::waitUntil([] { return SettingsWindow::window()->isExposed(); }));
+    SettingsWindow::window()->close();
+    testutil::waitUntil([] { return SettingsWindow::window() == nullptr; });
+    SettingsContext::shared().setController(nullptr);
+    delegate.applicationWillTerminate();
+}
+
+} // namespace
