@@ -4,6 +4,7 @@
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
 #include "system/LaunchAtLoginManager.h"
+#include "ui/QuickControlsWindowController.h"
 #include "ui/SettingsWindow.h"
 #include "ui/SymbolTable.h"
 #include "ui/ViewRules.h"
@@ -82,6 +83,11 @@ void TrayMenu::rebuild() {
     m_menu->addSeparator();
     m_menu->addAction(icon(SymbolTable::iconName(QStringLiteral("macwindow"))),
                       QStringLiteral("Show Window"), this, [] { SettingsWindow::show(); });
+    const bool panelShown = QuickControlsWindowController::shared().isVisible();
+    m_menu->addAction(
+        icon(SymbolTable::iconName(QStringLiteral("slider.horizontal.below.rectangle"))),
+        panelShown ? QStringLiteral("Hide Quick Controls") : QStringLiteral("Show Quick Controls"),
+        this, [] { QuickControlsWindowController::shared().toggle(); });
     // Shows the last request, not whether the entry is there now.
     QAction* launchAtLogin =
         m_menu->addAction(icon(QStringLiteral("system-run")), QStringLiteral("Launch at Login"));

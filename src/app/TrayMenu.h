@@ -12,7 +12,7 @@ class QMenu;
 class QSystemTrayIcon;
 
 // The tray icon and its menu: a status line while something plays, play/pause, previous, next,
-// launch at login and quit. Every item goes through AppDelegate::shared() and does nothing while it
+// the settings window, the quick controls, launch at login and quit. Every item goes through AppDelegate::shared() and does nothing while it
 // is empty; the items are built anew from the controller's current values each time the menu opens.
 class TrayMenu : public QObject {
     Q_OBJECT

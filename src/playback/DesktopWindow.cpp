@@ -1,5 +1,7 @@
 #include "playback/DesktopWindow.h"
 
+#include "playback/WindowHints.h"
+
 #include <QScreen>
 
 DesktopWindow::DesktopWindow(QScreen* screen) {
@@ -17,6 +19,6 @@ DesktopWindow::~DesktopWindow() = default;
 
 void DesktopWindow::showOnDesktop() {
     create();
-    applyPlatformHints();
+    WindowHints::apply(this, WindowHints::Role::Desktop);
     show();
 }

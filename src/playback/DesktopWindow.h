@@ -16,8 +16,4 @@ public:
 
     // Shows the window without taking focus, with the desktop hints set before it is mapped.
     void showOnDesktop();
-
-private:
-    // Sets the platform's desktop-window hints on the created, not yet mapped window.
-    void applyPlatformHints();
 };

@@ -36,6 +36,11 @@ void SettingsContext::setController(QObject* controller) {
     Q_EMIT isPlayingChanged();
 }
 
+QObject* SettingsContext::primaryPlayerManager() const {
+    return m_controller ? m_controller->property("primaryPlayerManager").value<QObject*>()
+                        : nullptr;
+}
+
 bool SettingsContext::isPlaying() const {
     return m_controller && m_controller->property("isPlaying").toBool();
 }
@@ -73,4 +78,5 @@ void SettingsContext::refreshDisplays() {
         }
     }
     m_displays->setEntries(entries);
+    Q_EMIT displaysChanged();
 }

@@ -20,6 +20,8 @@ class SettingsContext : public QObject {
     QML_SINGLETON
     Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY isPlayingChanged)
     Q_PROPERTY(DisplayListModel* displays READ displays CONSTANT)
+    // The shared manager in synchronized mode, else the first screen's; null without one.
+    Q_PROPERTY(QObject* primaryPlayerManager READ primaryPlayerManager NOTIFY displaysChanged)
 
 public:
     static SettingsContext& shared();
@@ -31,6 +33,7 @@ public:
 
     bool isPlaying() const;
     DisplayListModel* displays() const { return m_displays; }
+    QObject* primaryPlayerManager() const;
 
     Q_INVOKABLE void togglePlayPause();
     Q_INVOKABLE void previousVideo();
@@ -39,6 +42,7 @@ public:
 
 Q_SIGNALS:
     void isPlayingChanged();
+    void displaysChanged();
 
 private Q_SLOTS:
     void refreshDisplays();

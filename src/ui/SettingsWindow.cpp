@@ -21,13 +21,17 @@ constexpr int kCaptureDelayMs = 1500;
 
 } // namespace
 
-SettingsWindow::SettingsWindow()
-    : m_engine(std::make_unique<QQmlApplicationEngine>()) {
+void SettingsWindow::registerTypes() {
     static const bool s_registered = [] {
         qml_register_types_Orvanta_Ui();
         return true;
     }();
     Q_UNUSED(s_registered);
+}
+
+SettingsWindow::SettingsWindow()
+    : m_engine(std::make_unique<QQmlApplicationEngine>()) {
+    registerTypes();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
     m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Orvanta/Ui/qml/SettingsWindow.qml")));
     const QList<QObject*> roots = m_engine->rootObjects();

@@ -21,6 +21,8 @@ public:
     static void show();
     // The open window; null when none is.
     static QQuickWindow* window();
+    // Registers the program's QML module, once, before an engine first loads it.
+    static void registerTypes();
 
 private:
     SettingsWindow();

@@ -20,6 +20,9 @@ QString SymbolTable::iconName(const QString& symbol) {
         {QStringLiteral("speaker.wave.3.fill"), QStringLiteral("audio-volume-high")},
         {QStringLiteral("macwindow"), QStringLiteral("window-new")},
         {QStringLiteral("xmark.circle"), QStringLiteral("application-exit")},
+        {QStringLiteral("xmark.circle.fill"), QStringLiteral("window-close")},
+        {QStringLiteral("slider.horizontal.below.rectangle"), QStringLiteral("orvanta")},
+        {QStringLiteral("arrow.right.circle"), QStringLiteral("system-run")},
     };
     return kNames.value(symbol, symbol);
 }

@@ -62,3 +62,9 @@ QString ViewRules::durationText(double seconds) {
 QString ViewRules::rateText(double rate) {
     return QString::asprintf("%.2fx", rate);
 }
+
+QString ViewRules::quickPositionText(int currentIndex, int totalVideoCount) {
+    if (totalVideoCount < 2)
+        return {};
+    return QStringLiteral("%1 / %2").arg(currentIndex + 1).arg(totalVideoCount);
+}

@@ -33,6 +33,8 @@ public:
     // the playlist's name only when one is assigned.
     Q_INVOKABLE static QString positionText(int currentIndex, int totalVideoCount,
                                             const QString& playlistName, bool compact);
+    // The quick controls' "2 / 5", only with at least two videos.
+    Q_INVOKABLE static QString quickPositionText(int currentIndex, int totalVideoCount);
     // "1.5 s" and "1.25x".
     Q_INVOKABLE static QString durationText(double seconds);
     Q_INVOKABLE static QString rateText(double rate);

@@ -11,11 +11,13 @@
 #include "support/TestUtil.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
+#include "ui/QuickControlsWindowController.h"
 #include "ui/SettingsContext.h"
 #include "ui/SettingsWindow.h"
 #include "ui/VideoPreviewView.h"
 
 #include <QDir>
+#include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
@@ -115,6 +117,44 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     QMetaObject::invokeMethod(chooser, "accept");
     folders.loadBookmarks();
     EXPECT_EQ(folders.folderURLs().size(), 2);
+
+    // The quick controls float at the top of the primary screen, and under a window manager the
+    // keyboard stays with the window that had it.
+    QProcess windowManager;
+    windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
+    ASSERT_TRUE(windowManager.waitForStarted());
+    const auto activeWindow = [] {
+        return testutil::runProcess(u"xdotool"_s, {u"getactivewindow"_s}).out.trimmed();
+    };
+    const QByteArray settingsId = QByteArray::number(window->winId());
+    // Asked again until the window manager has taken the screen over.
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        window->requestActivate();
+        return activeWindow() == settingsId;
+    })) << activeWindow().constData()
+        << " " << settingsId.constData();
+    QuickControlsWindowController& quick = QuickControlsWindowController::shared();
+    quick.toggle();
+    ASSERT_TRUE(quick.isVisible());
+    QQuickWindow* panel = quick.panel();
+    ASSERT_TRUE(testutil::waitUntil([&] { return panel->isExposed(); }));
+    // Where the X server has it: the window manager's frame hides it from Qt's own geometry.
+    const auto placed = [&] {
+        return testutil::runProcess(u"xdotool"_s,
+                                    {u"getwindowgeometry"_s, QString::number(panel->winId())})
+            .out;
+    };
+    EXPECT_TRUE(testutil::waitUntil([&] {
+        return placed().contains("Position: 800,40") && placed().contains("Geometry: 320x50");
+    })) << placed().constData();
+    // Even a click on it leaves the keyboard where it was.
+    testutil::runProcess(u"xdotool"_s, {u"mousemove"_s, u"1000"_s, u"65"_s, u"click"_s, u"1"_s});
+    testutil::waitTimerPeriods(100, 5);
+    EXPECT_EQ(activeWindow(), settingsId);
+    quick.toggle();
+    EXPECT_FALSE(quick.isVisible() || panel->isVisible());
+    windowManager.terminate();
+    windowManager.waitForFinished();
 
     window->close();
     ASSERT_TRUE(testutil::waitUntil([] { return SettingsWindow::window() == nullptr; }));

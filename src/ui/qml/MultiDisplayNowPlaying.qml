@@ -15,44 +15,20 @@ ColumnLayout {
         Layout.fillWidth: true
         Layout.margins: 12
         spacing: 4
-        ToolButton {
+        SymbolButton {
             text: "Previous"
-            display: AbstractButton.IconOnly
-            icon.name: SymbolTable.iconName("backward.fill")
-            icon.source: SymbolTable.iconSource("backward.fill")
-            icon.color: Theme.primaryText
-            icon.width: Theme.title3
-            icon.height: Theme.title3
-            Accessible.name: text
-            ToolTip.visible: hovered
-            ToolTip.text: text
+            symbol: "backward.fill"
             onClicked: SettingsContext.previousVideo()
         }
-        ToolButton {
-            readonly property string symbol: SettingsContext.isPlaying ? "pause.fill" : "play.fill"
+        SymbolButton {
             text: SettingsContext.isPlaying ? "Pause" : "Play"
-            display: AbstractButton.IconOnly
-            icon.name: SymbolTable.iconName(symbol)
-            icon.source: SymbolTable.iconSource(symbol)
-            icon.color: Theme.primaryText
-            icon.width: Theme.title2
-            icon.height: Theme.title2
-            Accessible.name: text
-            ToolTip.visible: hovered
-            ToolTip.text: text
+            symbol: SettingsContext.isPlaying ? "pause.fill" : "play.fill"
+            symbolSize: Theme.title2
             onClicked: SettingsContext.togglePlayPause()
         }
-        ToolButton {
+        SymbolButton {
             text: "Next"
-            display: AbstractButton.IconOnly
-            icon.name: SymbolTable.iconName("forward.fill")
-            icon.source: SymbolTable.iconSource("forward.fill")
-            icon.color: Theme.primaryText
-            icon.width: Theme.title3
-            icon.height: Theme.title3
-            Accessible.name: text
-            ToolTip.visible: hovered
-            ToolTip.text: text
+            symbol: "forward.fill"
             onClicked: SettingsContext.nextVideo()
         }
         Item { Layout.fillWidth: true }

@@ -1,0 +1,16 @@
+#pragma once
+
+class QWindow;
+
+// How the window manager is to treat one of the program's windows, told before it is shown.
+class WindowHints {
+public:
+    enum class Role {
+        // Below every other window, on every workspace, out of task bars and switchers.
+        Desktop,
+        // Above the others, on every workspace, out of task bars and switchers.
+        FloatingPanel,
+    };
+
+    static void apply(QWindow* window, Role role);
+};
