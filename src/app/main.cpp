@@ -3,6 +3,7 @@
 #include "app/SingleInstance.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
+#include "app/UpdateOfferDialog.h"
 #include "core/Logging.h"
 #include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
@@ -13,10 +14,12 @@
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
+#include "system/UpdateController.h"
 
 #include <QApplication>
 
 #include <cstdio>
+#include <memory>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -140,6 +143,16 @@ int main(int argc, char** argv) {
     TrayMenu tray;
     if (!tray.isShownInTray())
         qCInfo(lcApp, "No system tray on this desktop");
+    // Looks for a newer release when asked; a release that checks out is shown in a dialog.
+    UpdateController updates;
+    std::unique_ptr<UpdateOfferDialog> offerDialog;
+    QObject::connect(&updates, &UpdateController::updateFound, &app,
+                     [&offerDialog](const UpdateController::Offer& offer) {
+                         offerDialog = std::make_unique<UpdateOfferDialog>(offer);
+                         offerDialog->show();
+                         offerDialog->raise();
+                         offerDialog->activateWindow();
+                     });
 
     return app.exec();
 }
