@@ -4,6 +4,7 @@
 #include "app/SupportInfoCollector.h"
 #include "app/TerminationSignals.h"
 #include "app/TrayMenu.h"
+#include "app/UpdateOfferDialog.h"
 #include "core/Logging.h"
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
@@ -18,6 +19,7 @@
 #include "system/ScreenLockMonitor.h"
 #include "ui/SettingsContext.h"
 #include "ui/SettingsWindow.h"
+#include "system/UpdateController.h"
 
 #include <QApplication>
 
@@ -177,6 +179,16 @@ int main(int argc, char** argv) {
     if (!app.arguments().contains(QStringLiteral("--background")) || !tray.isShownInTray() ||
         !hasFolders)
         SettingsWindow::show();
+    // Looks for a newer release when asked; a release that checks out is shown in a dialog.
+    UpdateController updates;
+    std::unique_ptr<UpdateOfferDialog> offerDialog;
+    QObject::connect(&updates, &UpdateController::updateFound, &app,
+                     [&offerDialog](const UpdateController::Offer& offer) {
+                         offerDialog = std::make_unique<UpdateOfferDialog>(offer);
+                         offerDialog->show();
+                         offerDialog->raise();
+                         offerDialog->activateWindow();
+                     });
 
     return app.exec();
 }
