@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QtGlobal>
 
 #include <array>
 
@@ -13,31 +14,28 @@ inline constexpr std::array<HotkeyAction, 4> kHotkeyActions = {
     HotkeyAction::PlayPause, HotkeyAction::NextVideo, HotkeyAction::PreviousVideo,
     HotkeyAction::MuteToggle};
 
+namespace hotkeyaction {
+
+struct Names {
+    const char* rawValue;
+    // What the settings page shows.
+    const char* displayName;
+    // The key of the default binding, with Shift + Super: P, the right and left arrows, M.
+    quint16 defaultKeyCode;
+};
+
+// In the order of the enumeration.
+inline constexpr std::array<Names, 4> kNames = {{{"playPause", "Play / Pause", 35},
+                                                 {"nextVideo", "Next Video", 124},
+                                                 {"previousVideo", "Previous Video", 123},
+                                                 {"muteToggle", "Mute Toggle", 46}}};
+
+} // namespace hotkeyaction
+
 inline QString rawValue(HotkeyAction action) {
-    switch (action) {
-    case HotkeyAction::PlayPause:
-        return QStringLiteral("playPause");
-    case HotkeyAction::NextVideo:
-        return QStringLiteral("nextVideo");
-    case HotkeyAction::PreviousVideo:
-        return QStringLiteral("previousVideo");
-    case HotkeyAction::MuteToggle:
-        break;
-    }
-    return QStringLiteral("muteToggle");
+    return QLatin1String(hotkeyaction::kNames[std::size_t(action)].rawValue);
 }
 
-// The name the settings page shows.
 inline QString displayName(HotkeyAction action) {
-    switch (action) {
-    case HotkeyAction::PlayPause:
-        return QStringLiteral("Play / Pause");
-    case HotkeyAction::NextVideo:
-        return QStringLiteral("Next Video");
-    case HotkeyAction::PreviousVideo:
-        return QStringLiteral("Previous Video");
-    case HotkeyAction::MuteToggle:
-        break;
-    }
-    return QStringLiteral("Mute Toggle");
+    return QLatin1String(hotkeyaction::kNames[std::size_t(action)].displayName);
 }

@@ -48,17 +48,7 @@ const Key* find(quint16 code) {
 } // namespace
 
 HotkeyConfig HotkeyConfig::defaultFor(HotkeyAction action) {
-    switch (action) {
-    case HotkeyAction::PlayPause:
-        return {35, kDefaultModifiers};
-    case HotkeyAction::NextVideo:
-        return {124, kDefaultModifiers};
-    case HotkeyAction::PreviousVideo:
-        return {123, kDefaultModifiers};
-    case HotkeyAction::MuteToggle:
-        break;
-    }
-    return {46, kDefaultModifiers};
+    return {hotkeyaction::kNames[std::size_t(action)].defaultKeyCode, kDefaultModifiers};
 }
 
 QString HotkeyConfig::keyName(quint16 keyCode) {

@@ -41,9 +41,11 @@ HotkeyManager::HotkeyManager(Preferences& preferences, std::unique_ptr<GlobalSho
     : QObject(parent)
     , m_preferences(preferences)
     , m_shortcuts(std::move(shortcuts)) {
+    // Queued: an action may rebuild windows, which is not for the middle of the desktop's event
+    // delivery.
     if (m_shortcuts) {
         connect(m_shortcuts.get(), &GlobalShortcuts::activated, this,
-                &HotkeyManager::handleKeyEvent);
+                &HotkeyManager::handleKeyEvent, Qt::QueuedConnection);
     }
     loadHotkeys();
     m_hasAccessibilityPermission = m_shortcuts != nullptr;
