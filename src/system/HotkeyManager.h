@@ -1,5 +1,6 @@
 #pragma once
 
+#include "system/GlobalShortcuts.h"
 #include "system/HotkeyAction.h"
 #include "system/HotkeyConfig.h"
 
@@ -8,7 +9,6 @@
 
 #include <memory>
 
-class GlobalShortcuts;
 class MediaKeyTarget;
 class Preferences;
 
