@@ -11,6 +11,7 @@
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
 #include "system/DisplaySleepInhibitor.h"
+#include "system/HotkeyManager.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/ScheduleManager.h"
@@ -81,6 +82,7 @@ AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager>
 AppDelegate::~AppDelegate() {
     if (s_shared == this) {
         MediaKeyHandler::shared().setController(nullptr);
+        HotkeyManager::shared().setController(nullptr);
         DisplaySleepInhibitor::shared().setInhibiting(false);
     }
     removeKeyEventMonitor();
@@ -96,6 +98,8 @@ AppDelegate* AppDelegate::shared() {
 void AppDelegate::applicationDidFinishLaunching() {
     s_shared = this;
     MediaKeyHandler::shared().setController(this);
+    // Made here, so that stored hotkeys work before any settings page is shown.
+    HotkeyManager::shared().setController(this);
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
         QGuiApplication::setPalette(darkPalette());
     // No window exists yet to act on; the settings window reads it when it is made.
@@ -104,6 +108,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_screenWatcher = new ScreenWatcher(this);
     connect(m_screenWatcher, &ScreenWatcher::screensChanged, this,
             &AppDelegate::rebuildDesktopWindows);
+    connect(m_screenWatcher, &ScreenWatcher::screensChanged, &HotkeyManager::shared(),
+            &HotkeyManager::screensDidChange);
     NotificationCenter& notifications = NotificationCenter::instance();
     connect(&notifications, &NotificationCenter::syncModeDidChange, this,
             &AppDelegate::rebuildDesktopWindows);
@@ -136,6 +142,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 void AppDelegate::applicationWillTerminate() {
     removeKeyEventMonitor();
+    HotkeyManager::shared().stopMonitoring();
     stopAllPlayback();
     for (const auto& controller : m_desktopWindows)
         controller->close();

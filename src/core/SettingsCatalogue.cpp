@@ -20,7 +20,8 @@ QList<std::pair<QString, QVariant>> firstRunValues() {
     add(applicationVisibility, autoPlayOnLaunch, pauseOnBattery, preventDisplaySleep,
         pauseOnScreenLock, launchAtLogin, videoScaling, transitionType, transitionDuration,
         audioMuted, audioVolume, playbackRate, syncDisplays, recursiveScan, scheduleEnabled,
-        scheduleStartHour, scheduleStartMinute, scheduleEndHour, scheduleEndMinute);
+        scheduleStartHour, scheduleStartMinute, scheduleEndHour, scheduleEndMinute,
+        globalHotkeysEnabled);
     return values;
 }
 

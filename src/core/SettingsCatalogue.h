@@ -116,7 +116,7 @@ struct OwnedKey {
     QString key() const { return QString::fromLatin1(name); }
 };
 
-// A family of keys, one per screen: prefix + screen identifier + suffix.
+// A family of keys, one per screen or per hotkey action: prefix + identifier + suffix.
 struct KeyPattern {
     const char* prefix;
     const char* suffix;
@@ -208,6 +208,13 @@ inline constexpr Key<qint64> scheduleEndMinute{
     .name = "scheduleEndMinute", .pageDefault = 0, .absentValue = 0, .limits = {{0, 59, 1}}};
 // Day numbers 0 (Sunday) to 6 (Saturday).
 inline constexpr OwnedKey scheduleEnabledDays{"scheduleEnabledDays", Preferences::Type::Array};
+
+// Global hotkeys: the switch, and for each action (its raw value after the prefix) the key code
+// and the modifier bits; either one absent or not an integer reads as the action's default.
+inline constexpr Key<bool> globalHotkeysEnabled{
+    .name = "globalHotkeysEnabled", .pageDefault = false, .absentValue = false};
+inline constexpr KeyPattern hotkeyKeyCode{"hotkey_", "", Preferences::Type::Integer};
+inline constexpr KeyPattern hotkeyModifiers{"hotkeyModifiers_", "", Preferences::Type::Integer};
 
 // The keys whose page default differs from what the program uses while they are absent, with
 // that page default: what a new installation writes so the program behaves as its pages show.

@@ -2,6 +2,7 @@
 #include "library/FolderBookmarkManager.h"
 #include "support/HeadlessSway.h"
 #include "support/TestUtil.h"
+#include "system/GlobalShortcuts.h"
 
 #include <QFile>
 #include <QProcess>
@@ -280,6 +281,84 @@ TEST(OrvantaLaunch, FirstStartWritesDefaultsAndTheRunningProgramFollowsMediaKeys
     EXPECT_TRUE(orvanta.finishes()) << orvanta.output().constData();
     expectInhibitions({u"-"_s});
     EXPECT_EQ(Preferences(storePath(dir)).objectForKey(u"transitionType"_s), QVariant(qint64(0)));
+}
+
+// Global hotkeys work from launch on, whichever window is in front. A combination another X client
+// holds is reported and the others still work; bindings changed in the store take effect at the
+// next start, and the old combination is free again.
+TEST(OrvantaLaunch, GlobalHotkeysDrivePlaybackAndFollowTheStoreAtTheNextStart) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 3, 20.0));
+    {
+        Preferences store(storePath(dir));
+        store.set(u"globalHotkeysEnabled"_s, true);
+        store.set(u"syncDisplays"_s, true);
+        store.set(u"playbackRate"_s, 0.5);
+    }
+    const std::unique_ptr<GlobalShortcuts> otherClient = GlobalShortcuts::createX11();
+    ASSERT_TRUE(otherClient);
+    ASSERT_EQ(otherClient->grab(HotkeyConfig::defaultFor(HotkeyAction::PreviousVideo)),
+              GlobalShortcuts::GrabResult::Grabbed);
+    const auto press = [](const QString& keys) {
+        EXPECT_EQ(
+            testutil::runProcess(u"xdotool"_s, QStringList{u"key"_s} + keys.split(u' ')).exitCode,
+            0);
+    };
+    const QStringList status{u"status"_s};
+    {
+        RunningOrvanta orvanta(dir.path());
+        ASSERT_TRUE(orvanta.start());
+        ASSERT_TRUE(orvanta.readUntil("Global hotkeys on:")) << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.readUntil(
+            "Global hotkeys on: Play / Pause (Shift+Super+P), Next Video (Shift+Super+→), "
+            "Mute Toggle (Shift+Super+M)\n"))
+            << orvanta.output().constData();
+        EXPECT_TRUE(orvanta.output().contains(
+            "Global hotkey Shift+Super+← for Previous Video is taken by another program\n"))
+            << orvanta.output().constData();
+        EXPECT_EQ(waitForPlayerctl({u"metadata"_s, u"mpris:length"_s}, u"20000000"_s),
+                  u"20000000"_s);
+        EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+        press(u"super+shift+p"_s);
+        EXPECT_EQ(waitForPlayerctl(status, u"Paused"_s), u"Paused"_s);
+        press(u"super+shift+p"_s);
+        EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+        const QStringList title{u"metadata"_s, u"title"_s};
+        const QString first = playerctl(title);
+        press(u"super+shift+Right"_s);
+        EXPECT_TRUE(testutil::waitUntil([&] { return playerctl(title) != first; }, 30000));
+        press(u"super+shift+m"_s);
+        EXPECT_TRUE(testutil::waitUntil([&] {
+            return Preferences(storePath(dir)).objectForKey(u"audioMuted"_s) == QVariant(false);
+        }));
+        EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    }
+    // Play / Pause on Ctrl+Super+A; a key code that is not a number keeps the default.
+    const QStringList ownStore{u"XDG_CONFIG_HOME="_s + dir.filePath(u"config"_s)};
+    for (const QStringList& write : {QStringList{u"hotkey_playPause"_s, u"-int"_s, u"0"_s},
+                                     {u"hotkeyModifiers_playPause"_s, u"-int"_s, u"1310720"_s},
+                                     {u"hotkey_nextVideo"_s, u"-string"_s, u"right"_s}}) {
+        EXPECT_EQ(testutil::runProcess(QStringLiteral(ORVANTA_DEFAULTS_BIN),
+                                       QStringList{u"write"_s} + write, ownStore)
+                      .exitCode,
+                  0);
+    }
+    RunningOrvanta orvanta(dir.path());
+    ASSERT_TRUE(orvanta.start());
+    ASSERT_TRUE(orvanta.readUntil("Global hotkeys on:")) << orvanta.output().constData();
+    EXPECT_TRUE(orvanta.readUntil(
+        "Global hotkeys on: Play / Pause (Ctrl+Super+A), Next Video (Shift+Super+→)"))
+        << orvanta.output().constData();
+    EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+    // Caps Lock on or off, the same combination.
+    press(u"ctrl+super+a"_s);
+    EXPECT_EQ(waitForPlayerctl(status, u"Paused"_s), u"Paused"_s);
+    press(u"Caps_Lock ctrl+super+a Caps_Lock"_s);
+    EXPECT_EQ(waitForPlayerctl(status, u"Playing"_s), u"Playing"_s);
+    EXPECT_EQ(otherClient->grab(HotkeyConfig::defaultFor(HotkeyAction::PlayPause)),
+              GlobalShortcuts::GrabResult::Grabbed);
+    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
 }
 
 // Help and version need no display; a start without any display says so in one line.

@@ -1,0 +1,5 @@
+#include "system/GlobalShortcuts.h"
+
+std::unique_ptr<GlobalShortcuts> GlobalShortcuts::createDefault() {
+    return createX11();
+}
