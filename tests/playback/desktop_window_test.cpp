@@ -164,6 +164,10 @@ TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
     // The same display on another connector keeps its identifier.
     EXPECT_EQ(id("ABC123", "DP-1"), id("ABC123", "HDMI-2"));
     EXPECT_NE(id("ABC123", "DP-1"), id("ABC124", "DP-1"));
+    // Two identical displays without a serial number stay apart by their connectors: FNV-1a of
+    // "DEL", "U2720Q", "" and "DP-1".
+    EXPECT_NE(id("", "DP-1"), id("", "DP-2"));
+    EXPECT_EQ(id("", "DP-1"), u"2609644666"_s);
     // FNV-1a of "DP-1".
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, u"DP-1"_s), u"498784119"_s);
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), u"0"_s);
