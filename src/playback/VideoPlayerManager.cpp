@@ -43,6 +43,12 @@ VideoPlayerManager::VideoPlayerManager(const QString& screenId, Preferences& pre
     m_folderManager = new FolderBookmarkManager(m_preferences, this);
 
     for (Player* player : {m_playerA, m_playerB}) {
+        // Whenever the active player starts or stops (a switch starts the new one), its position
+        // is published at once.
+        connect(player, &Player::rateChanged, this, [this, player] {
+            if (player == m_activePlayer)
+                setCurrentTime(player->currentTime());
+        });
         connect(player, &Player::statusChanged, this,
                 [this, player](quint64 item, Player::Status status) {
                     handleStatus(player, item, status);

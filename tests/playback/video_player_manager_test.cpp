@@ -93,6 +93,19 @@ TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) 
     EXPECT_GT(manager.playerB()->rate(), 0.0);
     EXPECT_NEAR(manager.duration(), 2.0, 0.15);
     EXPECT_EQ(manager.currentVideoName(), manager.currentVideoURL().fileName().chopped(4));
+
+    // The position is published as soon as the player pauses or switches.
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.currentTime() > 0.6; }));
+    testutil::waitTimerPeriods(100, 1); // between two periodic updates
+    manager.playerB()->pause();
+    EXPECT_EQ(manager.currentTime(), manager.playerB()->currentTime());
+    manager.play();
+    double timeAtSwitch = -1.0;
+    QObject::connect(&manager, &VideoPlayerManager::videoPlayerDidTransition, &manager,
+                     [&] { timeAtSwitch = manager.currentTime(); });
+    manager.nextVideo();
+    ASSERT_TRUE(waitForTransitions(transitions, 2));
+    EXPECT_LT(timeAtSwitch, 0.3);
 }
 
 TEST_F(VideoPlayerManagerTest, NothingToPlay) {
