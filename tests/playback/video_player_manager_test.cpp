@@ -106,6 +106,15 @@ TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) 
     manager.nextVideo();
     ASSERT_TRUE(waitForTransitions(transitions, 2));
     EXPECT_LT(timeAtSwitch, 0.3);
+
+    // Once off screen and at its end, the outgoing video lets go of its decoder and frames but
+    // stays the player's ended item.
+    auto* outgoing = qobject_cast<MpvPlayer*>(manager.playerB());
+    ASSERT_TRUE(
+        testutil::waitUntil([&] { return outgoing->mpvProperty("idle-active") == u"yes"_s; }));
+    EXPECT_TRUE(outgoing->isAtEnd());
+    EXPECT_EQ(outgoing->status(), Player::Status::ReadyToPlay);
+    EXPECT_NEAR(outgoing->duration().seconds, 2.0, 0.15);
 }
 
 TEST_F(VideoPlayerManagerTest, NothingToPlay) {
@@ -226,6 +235,8 @@ TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
     Player* last = manager.activePlayer();
     EXPECT_TRUE(last->isAtEnd());
     EXPECT_NE(last->currentItem(), 0u);
+    EXPECT_EQ(qobject_cast<MpvPlayer*>(last)->mpvProperty("idle-active"), u"no"_s)
+        << "the last frame stays on screen";
 
     log.clear();
     manager.previousVideo();
