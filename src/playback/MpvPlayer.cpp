@@ -52,6 +52,11 @@ constexpr OptionSetting kOptions[] = {
     {"force-window", "no"},
     {"keep-open", "always"},
     {"loop-file", "no"},
+    // A short clip on a local disk needs no more than a few seconds of packets ahead, and none
+    // behind (nothing seeks back); fewer frames are held between decoder and output.
+    {"demuxer-max-bytes", "16MiB"},
+    {"demuxer-max-back-bytes", "0"},
+    {"video-latency-hacks", "yes"},
     {"pause", "yes"},
     {"mute", "yes"},
     {"aid", "no"},
