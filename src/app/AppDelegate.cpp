@@ -191,7 +191,7 @@ void AppDelegate::setupPlaybackObservers() {
                                          Qt::QueuedConnection));
     }
     // Media keys show the primary screen's video: its length is known only once it has loaded,
-    // and a video that ends hands over to the next without any command.
+    // and a video that ends hands over to the next, starting from 0, without any command.
     if (VideoPlayerManager* primary = primaryPlayerManager()) {
         const auto refresh = [] {
             MediaKeyHandler::shared().updateNowPlayingInfo();
@@ -200,6 +200,8 @@ void AppDelegate::setupPlaybackObservers() {
             connect(primary, &VideoPlayerManager::currentVideoURLChanged, this, refresh));
         m_cancellables.push_back(
             connect(primary, &VideoPlayerManager::durationChanged, this, refresh));
+        m_cancellables.push_back(
+            connect(primary, &VideoPlayerManager::videoPlayerDidTransition, this, refresh));
     }
 }
 

@@ -3,11 +3,13 @@
 #include "core/Logging.h"
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
+#include "playback/Player.h"
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 
 #include <QEasingCurve>
 #include <QPropertyAnimation>
+#include <QQuickWindow>
 
 #include <algorithm>
 
@@ -74,6 +76,12 @@ void DesktopVideoView::setPlayers(Player* playerA, Player* playerB) {
     m_surfaceA = new VideoSurface(this);
     for (VideoSurface* surface : {m_surfaceA.data(), m_surfaceB.data()}) {
         connect(surface, &VideoSurface::videoSizeChanged, this, &DesktopVideoView::layoutSurfaces);
+        // Only a loaded video's frame counts: an empty player draws black.
+        connect(surface, &VideoSurface::newFrame, this, [this, surface] {
+            if (surface == (m_isPlayerAActive ? m_surfaceA : m_surfaceB) && surface->player() &&
+                surface->player()->status() == Player::Status::ReadyToPlay)
+                Q_EMIT frameReady();
+        });
         if (!s_firstFrameLogged) {
             connect(
                 surface, &VideoSurface::frameShown, this,
@@ -98,7 +106,9 @@ void DesktopVideoView::transition(bool toPlayerA) {
     if (m_isPlayerAActive == toPlayerA)
         return;
     finishTransition();
-    const TransitionType type = VideoPlayerManager::transitionType(m_preferences);
+    const TransitionType type = window() && window()->isVisible()
+                                    ? VideoPlayerManager::transitionType(m_preferences)
+                                    : TransitionType::None;
     const double duration = VideoPlayerManager::transitionDuration(m_preferences);
     QPointer<VideoSurface> incoming = toPlayerA ? m_surfaceA : m_surfaceB;
     QPointer<VideoSurface> outgoing = toPlayerA ? m_surfaceB : m_surfaceA;

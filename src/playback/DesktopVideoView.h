@@ -33,7 +33,9 @@ public:
 
     // (Re)builds the two surfaces: A visible on top, B transparent beneath.
     void setPlayers(Player* playerA, Player* playerB);
-    // Makes player A's surface (true) or player B's (false) the visible one.
+    // Makes player A's surface (true) or player B's (false) the visible one. In a window that is
+    // not shown the switch is a cut: nobody would see it, and the window appears on the new
+    // video alone.
     void transition(bool toPlayerA);
 
     bool isPlayerAActive() const { return m_isPlayerAActive; }
@@ -45,6 +47,8 @@ public:
 Q_SIGNALS:
     // The surfaces reached the end state of the last switch.
     void transitionFinished();
+    // The player meant to be visible has a new frame for its surface.
+    void frameReady();
 
 protected:
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;

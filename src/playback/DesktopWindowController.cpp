@@ -2,6 +2,7 @@
 
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindow.h"
+#include "playback/PlaylistManager.h"
 #include "playback/ScreenIdentifier.h"
 
 #include <QScreen>
@@ -33,6 +34,12 @@ DesktopWindowController::DesktopWindowController(QScreen* screen,
     // Only this controller's manager switches this view.
     connect(m_playerManager, &VideoPlayerManager::videoPlayerDidTransition, this,
             [this](Player* newPlayer, Player*) { handlePlayerTransition(newPlayer); });
+    connect(m_videoView, &DesktopVideoView::frameReady, this, [this] {
+        m_hasFrame = true;
+        updateWindowVisibility();
+    });
+    connect(&m_playerManager->playlistManager(), &PlaylistManager::videoURLsChanged, this,
+            &DesktopWindowController::updateWindowVisibility);
 }
 
 DesktopWindowController::~DesktopWindowController() {
@@ -51,7 +58,19 @@ VideoPlayerManager::PlayerFactory DesktopWindowController::surfacePlayerFactory(
 }
 
 void DesktopWindowController::showWindow() {
-    m_window->showOnDesktop();
+    m_showRequested = true;
+    updateWindowVisibility();
+}
+
+void DesktopWindowController::updateWindowVisibility() {
+    if (!m_playerManager || m_playerManager->playlistManager().videoURLs().isEmpty()) {
+        m_hasFrame = false;
+        m_window->hide();
+        return;
+    }
+    // Shown on a frame, never on an empty black window.
+    if (m_showRequested && m_hasFrame && !m_window->isVisible())
+        m_window->showOnDesktop();
 }
 
 void DesktopWindowController::close() {
@@ -61,5 +80,8 @@ void DesktopWindowController::close() {
 void DesktopWindowController::handlePlayerTransition(Player* newPlayer) {
     if (!newPlayer || !m_playerManager)
         return;
+    // A hidden window waits for a frame of the player it switches to.
+    if (!m_window->isVisible())
+        m_hasFrame = false;
     m_videoView->transition(newPlayer == m_playerManager->playerA());
 }

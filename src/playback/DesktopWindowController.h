@@ -28,7 +28,8 @@ public:
     // Players that draw for video surfaces.
     static VideoPlayerManager::PlayerFactory surfacePlayerFactory();
 
-    // Shows the window below everything else, without focus.
+    // Shows the window below everything else, without focus, as soon as its player has a frame
+    // to show; until then, and whenever the queue is empty, the user's own desktop stays visible.
     void showWindow();
     void close();
 
@@ -43,10 +44,15 @@ public:
     DesktopVideoView* videoView() const { return m_videoView; }
 
 private:
+    void updateWindowVisibility();
+
     QPointer<QScreen> m_screen;
     QString m_screenName;
     QPointer<VideoPlayerManager> m_playerManager;
     bool m_ownsPlayerManager = false;
     std::unique_ptr<DesktopWindow> m_window;
     DesktopVideoView* m_videoView = nullptr;
+    bool m_showRequested = false;
+    // The visible surface has a frame to show since the window was last hidden.
+    bool m_hasFrame = false;
 };

@@ -18,6 +18,8 @@
 #include <cmath>
 #include <limits>
 
+#include <malloc.h>
+
 namespace {
 
 // Observed property ids.
@@ -51,6 +53,11 @@ constexpr OptionSetting kOptions[] = {
     {"force-window", "no"},
     {"keep-open", "always"},
     {"loop-file", "no"},
+    // A short clip on a local disk needs no more than a few seconds of packets ahead, and none
+    // behind (nothing seeks back); fewer frames are held between decoder and output.
+    {"demuxer-max-bytes", "16MiB"},
+    {"demuxer-max-back-bytes", "0"},
+    {"video-latency-hacks", "yes"},
     {"pause", "yes"},
     {"mute", "yes"},
     {"aid", "no"},
@@ -175,6 +182,7 @@ quint64 MpvPlayer::load(const QUrl& url) {
     m_status = Status::Loading;
     m_error.clear();
     m_atEnd = false;
+    m_released = false;
     m_entryId = -1;
     // Loaded paused: the manager starts the item when it switches to it.
     setRate(0.0);
@@ -202,7 +210,23 @@ void MpvPlayer::empty() {
     m_status = Status::Empty;
     m_error.clear();
     m_atEnd = false;
+    m_released = false;
     m_entryId = -1;
+    unload();
+}
+
+void MpvPlayer::releaseVideo() {
+    if (m_released || m_status != Status::ReadyToPlay || !m_atEnd)
+        return;
+    m_releasedDuration = duration();
+    m_releasedTime = currentTime();
+    m_released = true;
+    unload();
+}
+
+void MpvPlayer::unload() {
+    // The file goes with its demuxer, decoder and queued frames; with nothing loaded, mpv
+    // closes its video output too.
     if (m_mpv) {
         const char* args[] = {"stop", nullptr};
         mpv_command(m_mpv->get(), args);
@@ -212,6 +236,8 @@ void MpvPlayer::empty() {
 
 Player::Duration MpvPlayer::duration() const {
     Duration result;
+    if (m_released)
+        return m_releasedDuration;
     if (!m_mpv || m_status != Status::ReadyToPlay)
         return result;
     double seconds = 0.0;
@@ -230,6 +256,8 @@ Player::Duration MpvPlayer::duration() const {
 
 double MpvPlayer::currentTime() const {
     double seconds = 0.0;
+    if (m_released)
+        return m_releasedTime;
     if (!m_mpv || m_status != Status::ReadyToPlay ||
         mpv_get_property(m_mpv->get(), "time-pos", MPV_FORMAT_DOUBLE, &seconds) < 0 ||
         !std::isfinite(seconds))
@@ -421,6 +449,12 @@ void MpvPlayer::handleEvent(const mpv_event& event) {
         const auto* end = static_cast<const mpv_event_end_file*>(event.data);
         if (end->playlist_entry_id != m_entryId)
             break;
+        if (m_released) {
+            // mpv has let go of the released item. The allocator would keep what its decoder
+            // and frames held for later; it goes back to the system instead.
+            malloc_trim(0);
+            break;
+        }
         if (end->reason == MPV_END_FILE_REASON_ERROR) {
             const QString description = QString::fromUtf8(mpv_error_string(end->error));
             if (m_status == Status::Loading) {

@@ -34,6 +34,7 @@ public:
 
     quint64 load(const QUrl& url) override;
     void empty() override;
+    void releaseVideo() override;
 
     quint64 currentItem() const override { return m_item; }
     QUrl currentURL() const override { return m_url; }
@@ -82,6 +83,7 @@ private:
     void checkBoundaries();
     void setFlag(const char* name, bool value);
     void setString(const char* name, const char* value);
+    void unload();
 
     // Declared before the renderer, whose render context must go first.
     std::unique_ptr<MpvHandle> m_mpv;
@@ -98,6 +100,10 @@ private:
     Status m_status = Status::Empty;
     QString m_error;
     bool m_atEnd = false;
+    // The ended item was unloaded from mpv: its length and position are kept here.
+    bool m_released = false;
+    Duration m_releasedDuration;
+    double m_releasedTime = 0.0;
 
     double m_rate = 0.0;
     double m_volume = 1.0;

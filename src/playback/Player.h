@@ -44,6 +44,9 @@ public:
     virtual quint64 load(const QUrl& url) = 0;
     // Removes the current item; the player shows nothing.
     virtual void empty() = 0;
+    // Lets go of the decoder and frames of an item that has ended and is no longer shown. The
+    // item stays current, at its end, with its length; only a new load shows anything again.
+    virtual void releaseVideo() = 0;
 
     // The serial of the current item, 0 when empty. Serials never repeat within a player.
     virtual quint64 currentItem() const = 0;

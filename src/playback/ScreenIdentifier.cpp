@@ -18,6 +18,9 @@ QString ScreenIdentifier::fromDescription(const QString& manufacturer, const QSt
     if (!manufacturer.isEmpty() || !model.isEmpty() || !serialNumber.isEmpty()) {
         // Separated, so that ("AB", "C") and ("A", "BC") stay apart.
         key = manufacturer.toUtf8() + '\x1f' + model.toUtf8() + '\x1f' + serialNumber.toUtf8();
+        // Identical displays without a serial number are told apart by where they are plugged.
+        if (serialNumber.isEmpty())
+            key += '\x1f' + connectorName.toUtf8();
     } else if (!connectorName.isEmpty()) {
         key = connectorName.toUtf8();
     } else {

@@ -14,6 +14,9 @@
 namespace {
 
 constexpr double kPeriodicInterval = 0.5;
+// Past the views' switch, whose timers start with the manager's: the outgoing frame is never
+// taken away while it may still be seen.
+constexpr int kOutgoingSlackMs = 250;
 
 // A stored number read as single precision, as the settings pages store it.
 float storedFloat(const Preferences& preferences, const Settings::Key<double>& key) {
@@ -42,12 +45,22 @@ VideoPlayerManager::VideoPlayerManager(const QString& screenId, Preferences& pre
     m_playlistManager = new PlaylistManager(screenId, this);
     m_folderManager = new FolderBookmarkManager(m_preferences, this);
 
+    m_outgoingShown.setSingleShot(true);
+    connect(&m_outgoingShown, &QTimer::timeout, this, &VideoPlayerManager::releaseOutgoing);
     for (Player* player : {m_playerA, m_playerB}) {
+        // Whenever the active player starts or stops (a switch starts the new one), its position
+        // is published at once.
+        connect(player, &Player::rateChanged, this, [this, player] {
+            if (player == m_activePlayer)
+                setCurrentTime(player->currentTime());
+        });
         connect(player, &Player::statusChanged, this,
                 [this, player](quint64 item, Player::Status status) {
                     handleStatus(player, item, status);
                 });
         connect(player, &Player::didPlayToEnd, this, [this, player](quint64 item) {
+            if (m_outgoing && m_outgoing->player == player && m_outgoing->item == item)
+                releaseOutgoing();
             if (!m_endObservation || m_endObservation->player != player ||
                 m_endObservation->item != item)
                 return;
@@ -135,6 +148,8 @@ void VideoPlayerManager::stop() {
     m_playerB->empty();
     // A verdict on an item that was just taken out of its player means nothing any more.
     m_statusObservation.reset();
+    m_outgoing.reset();
+    m_outgoingShown.stop();
     m_currentVideoIndex = -1;
     setCurrentIndex(-1);
     setCurrentTime(0.0);
@@ -222,7 +237,25 @@ void VideoPlayerManager::transition(Player* newPlayer) {
         });
     installEarlyAdvance();
     installEndObservers();
+    // The views show the outgoing video until their switch is over (a cut is over at once).
+    m_outgoing = PendingItem{oldPlayer, oldPlayer->currentItem()};
+    m_outgoingShown.start(transitionType(m_preferences) == TransitionType::None
+                              ? 0
+                              : int(transitionDuration(m_preferences) * 1000.0) + kOutgoingSlackMs);
     Q_EMIT videoPlayerDidTransition(newPlayer, oldPlayer);
+}
+
+void VideoPlayerManager::releaseOutgoing() {
+    if (!m_outgoing || m_outgoingShown.isActive())
+        return;
+    Player* player = m_outgoing->player;
+    const bool leftBehind =
+        player && player != m_activePlayer && player->currentItem() == m_outgoing->item;
+    if (leftBehind && !player->isAtEnd())
+        return; // still playing towards its end, where it is let go
+    m_outgoing.reset();
+    if (leftBehind)
+        player->releaseVideo();
 }
 
 void VideoPlayerManager::updateDuration() {

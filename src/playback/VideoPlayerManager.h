@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTimer>
 #include <QUrl>
 
 #include <functional>
@@ -99,6 +100,7 @@ private:
     void removeEndObservers();
     void removeTimeObservers(Player* player);
     void handleEndOfVideo();
+    void releaseOutgoing();
     void applySettings(bool atCreation);
 
     void setCurrentTime(double time);
@@ -134,5 +136,8 @@ private:
     std::optional<PendingItem> m_statusObservation;
     // The active item whose end is awaited.
     std::optional<PendingItem> m_endObservation;
+    // The item the last switch left behind: its decoder goes once it is off screen and ended.
+    std::optional<PendingItem> m_outgoing;
+    QTimer m_outgoingShown;
     QMetaObject::Connection m_settingsObserver;
 };

@@ -164,6 +164,10 @@ TEST(ScreenIdentifier, HashesTheDisplayDescriptionAndFallsBackToTheConnector) {
     // The same display on another connector keeps its identifier.
     EXPECT_EQ(id("ABC123", "DP-1"), id("ABC123", "HDMI-2"));
     EXPECT_NE(id("ABC123", "DP-1"), id("ABC124", "DP-1"));
+    // Two identical displays without a serial number stay apart by their connectors: FNV-1a of
+    // "DEL", "U2720Q", "" and "DP-1".
+    EXPECT_NE(id("", "DP-1"), id("", "DP-2"));
+    EXPECT_EQ(id("", "DP-1"), u"2609644666"_s);
     // FNV-1a of "DP-1".
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, u"DP-1"_s), u"498784119"_s);
     EXPECT_EQ(ScreenIdentifier::fromDescription({}, {}, {}, {}), u"0"_s);
@@ -252,10 +256,36 @@ TEST(RenderPathChoice, TheProbeChoosesSoftwareOnCpuRasterisersAndTheOverrideWins
 }
 
 TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
+    // The user's own wallpaper: grey.
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    ASSERT_TRUE(x11 && x11->display());
+    XSetWindowBackground(x11->display(), DefaultRootWindow(x11->display()), 0x808080);
+    XClearWindow(x11->display(), DefaultRootWindow(x11->display()));
+    XFlush(x11->display());
+    const QColor wallpaper(0x80, 0x80, 0x80);
     const auto controllers = showDesktopWindows();
+    // Nothing to show yet: the wallpaper stays visible.
+    for (const auto& controller : controllers)
+        EXPECT_FALSE(controller->window()->isVisible());
+    EXPECT_EQ(desktopPixel({960, 540}), wallpaper);
+
+    // Each window appears on its first frame: the wallpaper, then video, never black.
+    QList<QColor> seen;
+    for (const auto& controller : controllers)
+        controller->playerManager()->play();
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        bool all = true;
+        for (const auto& controller : controllers) {
+            seen.append(desktopPixel(controller->screen()->geometry().center()));
+            all = all && !testutil::primaryName(seen.last()).isEmpty();
+        }
+        return all;
+    }));
+    EXPECT_FALSE(std::any_of(seen.begin(), seen.end(), isDark));
+
     for (const auto& controller : controllers) {
         DesktopWindow* window = controller->window();
-        ASSERT_TRUE(testutil::waitUntil([window] { return window->isExposed(); }));
+        ASSERT_TRUE(window->isExposed());
         EXPECT_EQ(window->geometry(), controller->screen()->geometry());
         EXPECT_EQ(window->rendererInterface()->graphicsApi(),
                   openGL() ? QSGRendererInterface::OpenGL : QSGRendererInterface::Software);
@@ -281,10 +311,6 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
     EXPECT_NE(controllers[0]->playerManager()->screenId(),
               controllers[1]->playerManager()->screenId());
 
-    // Before anything plays, the desktop is black.
-    EXPECT_EQ(desktopPixel({960, 540}), QColor(Qt::black));
-    for (const auto& controller : controllers)
-        controller->playerManager()->play();
     for (const auto& controller : controllers) {
         VideoSurface* surface = controller->videoView()->surfaceB();
         ASSERT_TRUE(waitForFirstFrame(controller->videoView()));
@@ -316,6 +342,14 @@ TEST_F(DesktopWindowTest, OneWindowPerScreenWithTheDesktopHintsShowsTheVideo) {
         }));
         EXPECT_LE(surface->shownFrames(), renderer->renderedFrames());
     }
+
+    // With nothing left to play, the wallpaper comes back.
+    testutil::resetUserStore();
+    for (const auto& controller : controllers) {
+        controller->playerManager()->loadPlaylist();
+        EXPECT_FALSE(controller->window()->isVisible());
+    }
+    EXPECT_TRUE(testutil::waitUntil([&] { return desktopPixel({960, 540}) == wallpaper; }));
 }
 
 TEST_F(DesktopWindowTest, ThePictureIsTheRightWayUp) {

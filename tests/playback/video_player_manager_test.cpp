@@ -93,6 +93,28 @@ TEST_F(VideoPlayerManagerTest, FirstPlayLoadsTheFirstVideoIntoBAndSwitchesToIt) 
     EXPECT_GT(manager.playerB()->rate(), 0.0);
     EXPECT_NEAR(manager.duration(), 2.0, 0.15);
     EXPECT_EQ(manager.currentVideoName(), manager.currentVideoURL().fileName().chopped(4));
+
+    // The position is published as soon as the player pauses or switches.
+    ASSERT_TRUE(testutil::waitUntil([&] { return manager.currentTime() > 0.6; }));
+    testutil::waitTimerPeriods(100, 1); // between two periodic updates
+    manager.playerB()->pause();
+    EXPECT_EQ(manager.currentTime(), manager.playerB()->currentTime());
+    manager.play();
+    double timeAtSwitch = -1.0;
+    QObject::connect(&manager, &VideoPlayerManager::videoPlayerDidTransition, &manager,
+                     [&] { timeAtSwitch = manager.currentTime(); });
+    manager.nextVideo();
+    ASSERT_TRUE(waitForTransitions(transitions, 2));
+    EXPECT_LT(timeAtSwitch, 0.3);
+
+    // Once off screen and at its end, the outgoing video lets go of its decoder and frames but
+    // stays the player's ended item.
+    auto* outgoing = qobject_cast<MpvPlayer*>(manager.playerB());
+    ASSERT_TRUE(
+        testutil::waitUntil([&] { return outgoing->mpvProperty("idle-active") == u"yes"_s; }));
+    EXPECT_TRUE(outgoing->isAtEnd());
+    EXPECT_EQ(outgoing->status(), Player::Status::ReadyToPlay);
+    EXPECT_NEAR(outgoing->duration().seconds, 2.0, 0.15);
 }
 
 TEST_F(VideoPlayerManagerTest, NothingToPlay) {
@@ -213,6 +235,8 @@ TEST_F(VideoPlayerManagerTest, AQueueThatDoesNotLoopEndsOnItsLastFrame) {
     Player* last = manager.activePlayer();
     EXPECT_TRUE(last->isAtEnd());
     EXPECT_NE(last->currentItem(), 0u);
+    EXPECT_EQ(qobject_cast<MpvPlayer*>(last)->mpvProperty("idle-active"), u"no"_s)
+        << "the last frame stays on screen";
 
     log.clear();
     manager.previousVideo();
