@@ -78,8 +78,15 @@ TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
 
     TrayMenu tray;
-    const QStringList idle{u"Play/Pause"_s,  u"Previous"_s,        u"Next"_s, u"-"_s,
-                           u"Show Window"_s, u"Launch at Login"_s, u"-"_s,    u"Quit Orvanta"_s};
+    const QStringList idle{u"Play/Pause"_s,
+                           u"Previous"_s,
+                           u"Next"_s,
+                           u"-"_s,
+                           u"Show Window"_s,
+                           u"Show Quick Controls"_s,
+                           u"Launch at Login"_s,
+                           u"-"_s,
+                           u"Quit Orvanta"_s};
     ASSERT_EQ(AppDelegate::shared(), nullptr);
     EXPECT_EQ(texts(*tray.menu()), idle);
     action(*tray.menu(), u"Play/Pause"_s)->trigger();
