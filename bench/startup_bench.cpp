@@ -222,12 +222,20 @@ int main(int argc, char** argv) {
                                 .arg(kFolders * kClipsPerFolder)
                                 .arg(kFolders)
                                 .arg(kStarts));
+    // A panel with a tray, as on most desktops: a start from the login autostart then opens no
+    // settings window.
+    Program tray(QStringLiteral("trayer"));
+    if (!tray.start()) {
+        std::fprintf(stderr, "startup_bench: cannot start the tray panel (trayer)\n");
+        return 1;
+    }
+    const QStringList orvantaArguments{QStringLiteral("--background")};
     std::vector<double> starts;
     std::vector<double> mpvStarts;
     for (int run = 0; run < kStarts; ++run) {
         for (const bool anchor : {false, true}) {
             Program program(anchor ? QStringLiteral("mpv") : orvantaBin,
-                            anchor ? mpvArguments : QStringList());
+                            anchor ? mpvArguments : orvantaArguments);
             if (!program.start()) {
                 std::fprintf(stderr, "startup_bench: cannot start %s\n",
                              anchor ? "mpv" : "the program");
@@ -264,7 +272,7 @@ int main(int argc, char** argv) {
     }
     const qint64 mpvRss = residentKilobytes(players);
     players.clear();
-    players.push_back(std::make_unique<Program>(orvantaBin));
+    players.push_back(std::make_unique<Program>(orvantaBin, orvantaArguments));
     if (!players.back()->start() || players.back()->waitForLine(kOrvantaFirstFrame) < 0)
         return 1;
     const qint64 rss = residentKilobytes(players);

@@ -181,6 +181,7 @@ int main(int argc, char** argv) {
         SettingsWindow::show();
     // Looks for a newer release when asked; a release that checks out is shown in a dialog.
     UpdateController updates;
+    SettingsContext::shared().setUpdateController(&updates);
     std::unique_ptr<UpdateOfferDialog> offerDialog;
     QObject::connect(&updates, &UpdateController::updateFound, &app,
                      [&offerDialog](const UpdateController::Offer& offer) {

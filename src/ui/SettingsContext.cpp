@@ -36,6 +36,11 @@ void SettingsContext::setController(QObject* controller) {
     Q_EMIT isPlayingChanged();
 }
 
+void SettingsContext::setUpdateController(UpdateController* updates) {
+    m_updates = updates;
+    Q_EMIT updatesChanged();
+}
+
 QObject* SettingsContext::primaryPlayerManager() const {
     return m_controller ? m_controller->property("primaryPlayerManager").value<QObject*>()
                         : nullptr;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "system/UpdateController.h"
 #include "ui/DisplayListModel.h"
 
 #include <QObject>
@@ -22,6 +23,8 @@ class SettingsContext : public QObject {
     Q_PROPERTY(DisplayListModel* displays READ displays CONSTANT)
     // The shared manager in synchronized mode, else the first screen's; null without one.
     Q_PROPERTY(QObject* primaryPlayerManager READ primaryPlayerManager NOTIFY displaysChanged)
+    // The update checker the window's menu offers; null where the program has none.
+    Q_PROPERTY(UpdateController* updates READ updates NOTIFY updatesChanged)
 
 public:
     static SettingsContext& shared();
@@ -34,6 +37,8 @@ public:
     bool isPlaying() const;
     DisplayListModel* displays() const { return m_displays; }
     QObject* primaryPlayerManager() const;
+    UpdateController* updates() const { return m_updates; }
+    void setUpdateController(UpdateController* updates);
 
     Q_INVOKABLE void togglePlayPause();
     Q_INVOKABLE void previousVideo();
@@ -43,6 +48,7 @@ public:
 Q_SIGNALS:
     void isPlayingChanged();
     void displaysChanged();
+    void updatesChanged();
 
 private Q_SLOTS:
     void refreshDisplays();
@@ -53,4 +59,5 @@ private:
 
     QPointer<QObject> m_controller;
     DisplayListModel* m_displays = nullptr;
+    QPointer<UpdateController> m_updates;
 };

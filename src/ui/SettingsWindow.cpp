@@ -1,6 +1,7 @@
 #include "ui/SettingsWindow.h"
 
 #include "core/Logging.h"
+#include "ui/QuickControlsWindowController.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -79,10 +80,26 @@ QQuickWindow* SettingsWindow::window() {
     return s_open ? s_open->m_window.data() : nullptr;
 }
 
+void SettingsWindow::captureQuickControls(const QString& folder) {
+    QuickControlsWindowController& quickControls = QuickControlsWindowController::shared();
+    if (!quickControls.isVisible())
+        quickControls.toggle();
+    QTimer::singleShot(kCaptureDelayMs, this, [folder] {
+        QQuickWindow* panel = QuickControlsWindowController::shared().panel();
+        const QString path = QDir(folder).filePath(QStringLiteral("quick-controls.png"));
+        if (!panel || !panel->grabWindow().save(path))
+            qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
+        else
+            qCInfo(lcApp, "Saved %s", qUtf8Printable(path));
+    });
+}
+
 void SettingsWindow::captureEachPage(const QString& folder, int page) {
     static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display"};
-    if (page >= kPageCount)
+    if (page >= kPageCount) {
+        captureQuickControls(folder);
         return;
+    }
     QDir().mkpath(folder);
     m_window->setProperty("currentPage", page);
     // One page after the other, each saved before the next is shown.

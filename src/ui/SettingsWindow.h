@@ -29,6 +29,7 @@ private:
     // Shows each page from page on in turn and saves it as a PNG file into folder (pictures
     // for the documentation).
     void captureEachPage(const QString& folder, int page);
+    void captureQuickControls(const QString& folder);
 
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     QPointer<QQuickWindow> m_window;

@@ -10,10 +10,11 @@ ApplicationWindow {
     property int currentPage: 0
 
     title: "Orvanta"
+    // The pages' sizes; the menu bar comes on top of them.
     width: 710
-    height: 470
+    height: 470 + menuBar.implicitHeight
     minimumWidth: 650
-    minimumHeight: 420
+    minimumHeight: 420 + menuBar.implicitHeight
     color: Theme.window
 
     palette.window: Theme.window
@@ -38,6 +39,43 @@ ApplicationWindow {
     Shortcut {
         sequences: [StandardKey.Close]
         onActivated: window.close()
+    }
+
+    menuBar: MenuBar {
+        Menu {
+            title: "Orvanta"
+            MenuItem {
+                text: "Check for Updates..."
+                enabled: SettingsContext.updates !== null
+                         && SettingsContext.updates.canCheckForUpdates
+                onTriggered: SettingsContext.updates.checkForUpdates()
+            }
+            MenuSeparator {}
+            ShortcutMenuItem {
+                text: "Close Window"
+                keys: "Ctrl+W"
+                onTriggered: window.close()
+            }
+        }
+        Menu {
+            title: "Playback"
+            ShortcutMenuItem {
+                text: SettingsContext.isPlaying ? "Pause" : "Play"
+                keys: "Space"
+                onTriggered: SettingsContext.togglePlayPause()
+            }
+            MenuSeparator {}
+            ShortcutMenuItem {
+                text: "Previous Video"
+                keys: "Ctrl+Left"
+                onTriggered: SettingsContext.previousVideo()
+            }
+            ShortcutMenuItem {
+                text: "Next Video"
+                keys: "Ctrl+Right"
+                onTriggered: SettingsContext.nextVideo()
+            }
+        }
     }
 
     RowLayout {
