@@ -35,6 +35,9 @@ namespace {
 constexpr int kFolders = 10;
 constexpr int kClipsPerFolder = 100;
 constexpr int kDistinctClips = 10;
+// As long as a short wallpaper loop. Much shorter clips would keep two decoders busy on each
+// screen nearly all the time (the default cross dissolve lasts 1.5 s), which no wallpaper does.
+constexpr int kClipSeconds = 10;
 constexpr int kStarts = 5;
 constexpr int kPlaybackSeconds = 60;
 constexpr int kSampledSeconds = 10;
@@ -56,7 +59,8 @@ bool makeLibrary(const QString& work) {
                 {QStringLiteral("ffmpeg"), QStringLiteral("-nostdin"), QStringLiteral("-v"),
                  QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
                  QStringLiteral("lavfi"), QStringLiteral("-i"),
-                 QStringLiteral("testsrc2=size=1920x1080:rate=30:duration=2,hue=h=%1")
+                 QStringLiteral("testsrc2=size=1920x1080:rate=30:duration=%1,hue=h=%2")
+                     .arg(kClipSeconds)
                      .arg(clip * 36),
                  QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
                  QStringLiteral("veryfast"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
