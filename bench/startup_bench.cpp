@@ -43,6 +43,13 @@ constexpr int kPlaybackSeconds = 60;
 constexpr int kSampledSeconds = 10;
 constexpr double kStartGoalMs = 1000.0;
 constexpr double kMemoryGoalMiB = 200.0;
+// The settings window: its first frame after Show Window, the processor time while Now Playing
+// shows both screens' previews, and the memory it takes and gives back.
+constexpr int kWindowSeconds = 20;
+constexpr double kWindowDrawGoalMs = 250.0;
+constexpr double kWindowCpuGoal = 1.15;
+constexpr double kWindowMemoryGoalMiB = 40.0;
+constexpr double kClosedMemorySlackMiB = 10.0;
 const QByteArray kOrvantaFirstFrame = "First video frame on screen";
 // Logged by mpv (cplayer, verbose) once the VO reports the first frame shown.
 const QByteArray kMpvFirstFrame = "first video frame after restart shown";
@@ -160,6 +167,35 @@ qint64 statusKilobytes(qint64 pid, const QByteArray& field) {
             return line.mid(field.size() + 1).trimmed().split(' ').value(0).toLongLong();
     }
     return 0;
+}
+
+// Processor time (user and system) of a process so far, in clock ticks.
+qint64 cpuTicks(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return 0;
+    // The fields after the command name, which may hold spaces and ends with ")".
+    const QByteArray text = stat.readAll();
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    return fields.value(11).toLongLong() + fields.value(12).toLongLong();
+}
+
+// Processor time over a while, as a share of one core, and the median resident memory.
+struct Load {
+    double cpu = 0;
+    double residentKilobytes = 0;
+};
+
+Load loadOver(Program& program, int seconds) {
+    constexpr int kStepMs = 500;
+    const qint64 ticksBefore = cpuTicks(program.pid());
+    std::vector<double> samples;
+    for (int elapsed = 0; elapsed < seconds * 1000; elapsed += kStepMs) {
+        program.runFor(kStepMs);
+        samples.push_back(double(statusKilobytes(program.pid(), "VmRSS")));
+    }
+    const double ticks = double(cpuTicks(program.pid()) - ticksBefore);
+    return {ticks / double(::sysconf(_SC_CLK_TCK)) / seconds, benchutil::median(samples)};
 }
 
 // The programs' resident memory together after kPlaybackSeconds, the median of samples over
@@ -291,5 +327,51 @@ int main(int argc, char** argv) {
         {QStringLiteral("2 x mpv --vo=x11, one per monitor"), mebibytes(mpvRss), unit},
         QStringLiteral("<= %1 MiB").arg(kMemoryGoalMiB), mebibytes(rss) <= kMemoryGoalMiB);
     std::printf("    peak resident memory %.1f MiB\n", mebibytes(peak));
+
+    // The settings window, asked for as a second start asks for it, then closed with Ctrl+W.
+    Program& orvanta = *players.back();
+    const Load closed = loadOver(orvanta, kWindowSeconds);
+    if (!benchutil::runQuietly(
+            {QStringLiteral("gdbus"), QStringLiteral("call"), QStringLiteral("--session"),
+             QStringLiteral("--dest"), QStringLiteral("com.orvanta.Orvanta"),
+             QStringLiteral("--object-path"), QStringLiteral("/com/orvanta/Orvanta"),
+             QStringLiteral("--method"), QStringLiteral("org.freedesktop.Application.Activate"),
+             QStringLiteral("{}")}) ||
+        orvanta.waitForLine(" ms after it was asked for") < 0) {
+        std::fprintf(stderr, "startup_bench: the settings window did not open\n");
+        return 1;
+    }
+    const QByteArray drawn =
+        orvanta.output().mid(orvanta.output().indexOf("Settings window drawn "));
+    const double drawMs = drawn.mid(22, drawn.indexOf(' ', 22) - 22).toDouble();
+    const Load open = loadOver(orvanta, kWindowSeconds);
+    benchutil::runQuietly(
+        {QStringLiteral("xdotool"), QStringLiteral("key"), QStringLiteral("ctrl+w")});
+    if (orvanta.waitForLine("Settings window closed") < 0)
+        return 1;
+    const Load closedAgain = loadOver(orvanta, kWindowSeconds);
+    benchutil::printLine(
+        {QStringLiteral("Show Window to first painted frame"), drawMs, ms},
+        {QStringLiteral("mpv --vo=x11 start to first frame"), benchutil::median(mpvStarts), ms},
+        QStringLiteral("<= %1 ms").arg(kWindowDrawGoalMs), drawMs <= kWindowDrawGoalMs);
+    const QString core = QStringLiteral("% core");
+    benchutil::printLine(
+        {QStringLiteral("CPU, settings window with two previews"), open.cpu * 100, core},
+        {QStringLiteral("CPU, window closed"), closed.cpu * 100, core},
+        QStringLiteral("ratio <= %1").arg(kWindowCpuGoal), open.cpu <= kWindowCpuGoal * closed.cpu);
+    const double added = mebibytes(qint64(open.residentKilobytes - closed.residentKilobytes));
+    benchutil::printLine(
+        {QStringLiteral("resident memory, window open"), mebibytes(qint64(open.residentKilobytes)),
+         unit},
+        {QStringLiteral("window closed"), mebibytes(qint64(closed.residentKilobytes)), unit},
+        QStringLiteral("+%1 MiB <= %2").arg(added, 0, 'f', 1).arg(kWindowMemoryGoalMiB),
+        added <= kWindowMemoryGoalMiB);
+    const double left = mebibytes(qint64(closedAgain.residentKilobytes - closed.residentKilobytes));
+    benchutil::printLine(
+        {QStringLiteral("resident memory, window closed again"),
+         mebibytes(qint64(closedAgain.residentKilobytes)), unit},
+        {QStringLiteral("before it opened"), mebibytes(qint64(closed.residentKilobytes)), unit},
+        QStringLiteral("+%1 MiB <= %2").arg(left, 0, 'f', 1).arg(kClosedMemorySlackMiB),
+        left <= kClosedMemorySlackMiB);
     return rss > 0 && mpvRss > 0 ? 0 : 1;
 }
