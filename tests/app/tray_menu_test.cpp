@@ -5,7 +5,6 @@
 #include "app/TrayMenu.h"
 #include "core/AppPaths.h"
 #include "core/Preferences.h"
-#include "library/FolderBookmarkManager.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/SyncManager.h"
 #include "support/TestUtil.h"
@@ -70,12 +69,9 @@ TEST(TrayMenu, IconsFallBackToTheBundledOnes) {
 TEST(TrayMenu, ItemsDriveTheControllerAndDoNothingWithoutOne) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/a.mp4"_s)));
+    ASSERT_TRUE(testutil::freshStoreWithOneClip(dir.path()));
     Preferences& store = Preferences::standard();
-    testutil::resetUserStore();
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
-    FolderBookmarkManager folders(store);
-    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
 
     TrayMenu tray;
     const QStringList idle{u"Play/Pause"_s,

@@ -1,6 +1,7 @@
 #include "support/TestUtil.h"
 
 #include "core/Preferences.h"
+#include "library/FolderBookmarkManager.h"
 #include "library/LocalPath.h"
 #include "library/PlaylistPersistence.h"
 
@@ -168,6 +169,14 @@ void resetUserStore() {
     for (const QString& key : store.allKeys())
         store.removeObject(key);
     PlaylistPersistence::resetRegistryForTesting();
+}
+
+bool freshStoreWithOneClip(const QString& dir) {
+    if (!encodeClip(dir + QStringLiteral("/clips/a.mp4")))
+        return false;
+    resetUserStore();
+    FolderBookmarkManager folders(Preferences::standard());
+    return folders.addFolder(QUrl::fromLocalFile(dir + QStringLiteral("/clips")));
 }
 
 void writeFile(const QString& path, const QByteArray& bytes) {

@@ -67,6 +67,8 @@ QByteArray encodedClip(const QString& format);
 // Empties the user's store of the harness and forgets every per-screen playlist state, so a test
 // starts as on a fresh installation.
 void resetUserStore();
+// The same, with one folder, dir/clips, holding one clip (a.mp4); false when that fails.
+bool freshStoreWithOneClip(const QString& dir);
 
 // The average colour of an image, or of a part of it.
 QColor averageColour(const QImage& image, const QRect& rect = {});

@@ -48,12 +48,9 @@ QList<QQuickItem*> shownItems(const char* typeName) {
 TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClosing) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/a.mp4"_s)));
+    ASSERT_TRUE(testutil::freshStoreWithOneClip(dir.path()));
     Preferences& store = Preferences::standard();
-    testutil::resetUserStore();
     SyncManager::setDefaultPlayerFactory(DesktopWindowController::surfacePlayerFactory());
-    FolderBookmarkManager folders(store);
-    ASSERT_TRUE(folders.addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
     AppDelegate delegate(store, std::make_unique<PowerManager>(std::unique_ptr<PowerSource>()));
     delegate.applicationDidFinishLaunching();
     SettingsContext::shared().setController(&delegate);
@@ -119,6 +116,7 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     const QUrl more = QUrl::fromLocalFile(dir.filePath(u"more"_s));
     chooser->setProperty("selectedFolder", more);
     QMetaObject::invokeMethod(chooser, "accept");
+    FolderBookmarkManager folders(store);
     folders.loadBookmarks();
     EXPECT_EQ(folders.folderURLs().size(), 2);
 
