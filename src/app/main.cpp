@@ -17,9 +17,10 @@
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
 #include "system/ScreenLockMonitor.h"
+#include "system/UpdateController.h"
+#include "ui/QuickControlsWindowController.h"
 #include "ui/SettingsContext.h"
 #include "ui/SettingsWindow.h"
-#include "system/UpdateController.h"
 
 #include <QApplication>
 
@@ -162,6 +163,12 @@ int main(int argc, char** argv) {
     // Every way out (a signal, the tray menu, the session ending) passes here.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, [&delegate] {
         logFrames(delegate);
+        // The settings window and the quick controls go first: Qt Quick lets go of the pictures
+        // of a window only while another of the program's windows is still there.
+        SettingsWindow::discard();
+        QuickControlsWindowController::shared().releasePanel();
+        // Their parts handed over for deletion go now: the event loop has ended.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         delegate.applicationWillTerminate();
     });
     delegate.applicationDidFinishLaunching();
@@ -191,5 +198,8 @@ int main(int argc, char** argv) {
                          offerDialog->activateWindow();
                      });
 
-    return app.exec();
+    const int status = app.exec();
+    // What the windows handed over for deletion as they went goes too.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return status;
 }

@@ -17,10 +17,7 @@ QuickControlsWindowController& QuickControlsWindowController::shared() {
         auto* instance = new QuickControlsWindowController();
         // The panel and its engine go before the application object they use.
         QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, instance,
-                         [instance] {
-                             instance->m_engine.reset();
-                             instance->setVisible(false);
-                         });
+                         [instance] { instance->releasePanel(); });
         return instance;
     }();
     return *s_instance;
@@ -49,6 +46,11 @@ void QuickControlsWindowController::hide() {
     if (m_panel)
         m_panel->hide();
     setVisible(false);
+}
+
+void QuickControlsWindowController::releasePanel() {
+    hide();
+    m_engine.reset();
 }
 
 void QuickControlsWindowController::show() {

@@ -38,6 +38,8 @@ public:
     Q_INVOKABLE void toggle();
     // The panel's own close button.
     Q_INVOKABLE void hide();
+    // Takes the panel down; the next showing makes it anew.
+    void releasePanel();
 
 Q_SIGNALS:
     void isVisibleChanged();

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTimer>
@@ -66,6 +67,14 @@ SettingsWindow::~SettingsWindow() {
     if (m_window)
         disconnect(m_window, nullptr, this, nullptr);
     m_engine.reset();
+    // Qt Quick deletes the textures of the window's pictures at the next frame of a window that
+    // shares its drawing context: one is drawn now, for an exit may leave no next frame.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const QList<QWindow*> windows = QGuiApplication::topLevelWindows();
+    for (QWindow* other : windows) {
+        if (auto* quick = qobject_cast<QQuickWindow*>(other))
+            quick->grabWindow();
+    }
 #ifdef __GLIBC__
     // The window's items, pictures and compiled views were many small blocks; the allocator
     // would keep the space for later, and the window may not come back for hours.
@@ -95,6 +104,10 @@ void SettingsWindow::show() {
     s_open->m_window->show();
     s_open->m_window->raise();
     s_open->m_window->requestActivate();
+}
+
+void SettingsWindow::discard() {
+    delete s_open.data();
 }
 
 QQuickWindow* SettingsWindow::window() {

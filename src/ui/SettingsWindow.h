@@ -19,6 +19,9 @@ public:
 
     // Brings the window forward, building it when none is open.
     static void show();
+    // Takes the open window down now, while the rest of the program's windows are still there
+    // (the pictures it shares with them are let go of at once, not at their next frame).
+    static void discard();
     // The open window; null when none is.
     static QQuickWindow* window();
     // Registers the program's QML module, once, before an engine first loads it.

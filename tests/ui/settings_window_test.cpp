@@ -155,6 +155,7 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     EXPECT_EQ(activeWindow(), settingsId);
     quick.toggle();
     EXPECT_FALSE(quick.isVisible() || panel->isVisible());
+    quick.releasePanel();
     windowManager.terminate();
     windowManager.waitForFinished();
 

@@ -86,6 +86,8 @@ Rectangle {
             display: AbstractButton.IconOnly
             icon.name: SymbolTable.iconName(symbol)
             icon.source: SymbolTable.iconSource(symbol)
+            // Not kept in the shared picture cache: it goes with its window.
+            icon.cache: false
             icon.color: Theme.primaryText
             icon.width: Theme.title2
             icon.height: Theme.title2

@@ -37,6 +37,8 @@ ScrollView {
                     display: AbstractButton.IconOnly
                     icon.name: SymbolTable.iconName("plus")
                     icon.source: SymbolTable.iconSource("plus")
+                    // Not kept in the shared picture cache: it goes with its window.
+                    icon.cache: false
                     icon.color: Theme.primaryText
                     Accessible.name: text
                     ToolTip.visible: hovered
@@ -49,6 +51,8 @@ ScrollView {
                     display: AbstractButton.IconOnly
                     icon.name: SymbolTable.iconName("minus")
                     icon.source: SymbolTable.iconSource("minus")
+                    // Not kept in the shared picture cache: it goes with its window.
+                    icon.cache: false
                     icon.color: Theme.primaryText
                     Accessible.name: text
                     ToolTip.visible: hovered

@@ -11,6 +11,8 @@ IconImage {
     name: SymbolTable.iconName(symbol)
     source: SymbolTable.iconSource(symbol)
     sourceSize: Qt.size(size, size)
+    // Not kept in the shared picture cache, which outlives the windows: it goes with its window.
+    cache: false
     width: size
     height: size
     color: Theme.primaryText

@@ -11,6 +11,8 @@ ToolButton {
     display: AbstractButton.IconOnly
     icon.name: SymbolTable.iconName(symbol)
     icon.source: SymbolTable.iconSource(symbol)
+    // Not kept in the shared picture cache: it goes with its window.
+    icon.cache: false
     icon.color: symbolColor
     icon.width: symbolSize
     icon.height: symbolSize
