@@ -6,7 +6,8 @@ import Orvanta.Ui
 ApplicationWindow {
     id: window
 
-    // The page of the selected sidebar row: 0 Now Playing, 1 Video Folders, 2 Display.
+    // The page of the selected sidebar row: 0 Now Playing, 1 Video Folders, 2 Display,
+    // 3 Playlists, 4 Advanced.
     property int currentPage: 0
 
     title: "Orvanta"
@@ -101,6 +102,8 @@ ApplicationWindow {
             NowPlayingView {}
             SourceFoldersView {}
             DisplaySettingsView {}
+            Item {} // Playlists
+            Item {} // Advanced
         }
     }
 }

@@ -9,11 +9,13 @@ Rectangle {
     property int selection: 0
     signal selected(int page)
 
-    // Sections without a page yet are left out.
+    // Rows whose page is not built yet are left out, and so is a section left without rows.
     readonly property var sections: [
         { title: "", rows: [{ page: 0, title: "Now Playing", symbol: "play.rectangle.fill" }] },
+        { title: "Library", rows: [] },
         { title: "Sources", rows: [{ page: 1, title: "Video Folders", symbol: "folder" }] },
-        { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] }
+        { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] },
+        { title: "Settings", rows: [] }
     ]
 
     color: Theme.sidebar
@@ -30,6 +32,8 @@ Rectangle {
                 required property var modelData
                 width: parent.width
                 spacing: 2
+
+                visible: modelData.rows.length > 0
 
                 Label {
                     visible: modelData.title !== ""
