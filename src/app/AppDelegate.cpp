@@ -135,6 +135,8 @@ void AppDelegate::applicationDidFinishLaunching() {
         }
         if (anyVideos)
             startAllPlayback();
+        else
+            m_awaitingVideos = true; // the first folder the user adds starts playing
     }
 
     setupKeyEventMonitor();
@@ -252,6 +254,8 @@ void AppDelegate::startAllPlayback() {
     }
     setPlayingScreenCount(count);
     setIsPlaying(count >= 1);
+    // Asked to play with nothing to play: the first videos to arrive start playing.
+    m_awaitingVideos = count == 0;
 
     MediaKeyHandler& mediaKeys = MediaKeyHandler::shared();
     if (!mediaKeys.isEnabled())
@@ -260,6 +264,7 @@ void AppDelegate::startAllPlayback() {
 }
 
 void AppDelegate::pauseAllPlayback() {
+    m_awaitingVideos = false;
     if (!m_isPlaying)
         return;
     // Items and positions stay, so a later play() resumes where each screen was.
@@ -343,7 +348,7 @@ void AppDelegate::rebuildDesktopWindows() {
 }
 
 void AppDelegate::reloadAllPlaylists() {
-    const bool wasPlaying = m_isPlaying;
+    const bool wasPlaying = m_isPlaying || m_awaitingVideos;
     stopAllPlayback();
     for (VideoPlayerManager* manager : distinctManagers())
         manager->loadPlaylist();

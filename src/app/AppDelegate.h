@@ -123,6 +123,7 @@ private:
     int m_playingScreenCount = 0;
     int m_totalScreenCount = 0;
     bool m_pausedBySchedule = false;
+    bool m_awaitingVideos = false;
     bool m_isTrayOnly = false;
 
     static QPointer<AppDelegate> s_shared;

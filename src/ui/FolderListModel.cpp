@@ -7,6 +7,7 @@
 #include "ui/ViewRules.h"
 
 #include <QDir>
+#include <QStandardPaths>
 
 FolderListModel::FolderListModel(QObject* parent)
     : FolderListModel(Preferences::standard(), parent) {
@@ -64,6 +65,11 @@ void FolderListModel::setRecursiveScan(bool recursive) {
         return;
     Settings::recursiveScan.write(m_preferences, recursive);
     reload();
+}
+
+QUrl FolderListModel::startFolder() {
+    const QString videos = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
+    return QUrl::fromLocalFile(QDir(videos).exists() ? videos : QDir::homePath());
 }
 
 bool FolderListModel::addFolder(const QUrl& url) {

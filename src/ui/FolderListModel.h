@@ -17,6 +17,8 @@ class FolderListModel : public QAbstractListModel {
     Q_PROPERTY(QString footerText READ footerText NOTIFY countChanged)
     Q_PROPERTY(
         bool recursiveScan READ recursiveScan WRITE setRecursiveScan NOTIFY recursiveScanChanged)
+    // Where the folder chooser opens: the user's videos folder, else the home folder.
+    Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT)
 
 public:
     enum Role { NameRole = Qt::UserRole + 1, PathRole };
@@ -33,6 +35,7 @@ public:
     QString footerText() const;
     bool recursiveScan() const;
     void setRecursiveScan(bool recursive);
+    static QUrl startFolder();
 
     // False (and nothing reloaded) for a folder already listed or one that cannot be stored.
     Q_INVOKABLE bool addFolder(const QUrl& url);

@@ -1,6 +1,7 @@
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
 #include "support/HeadlessSway.h"
+#include "support/RunningOrvanta.h"
 #include "support/TestUtil.h"
 #include "system/GlobalShortcuts.h"
 
@@ -18,59 +19,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kProcessTimeoutMs = 60000;
-
-// The real program under the harness's X server and buses, with a store of its own.
-class RunningOrvanta {
-public:
-    explicit RunningOrvanta(const QString& root) {
-        m_environment.insert(u"XDG_CONFIG_HOME"_s, root + u"/config"_s);
-        m_environment.insert(u"XDG_STATE_HOME"_s, root + u"/state"_s);
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-    }
-    ~RunningOrvanta() {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(kProcessTimeoutMs);
-        }
-    }
-
-    // The program's environment, to change before start().
-    QProcessEnvironment& environment() { return m_environment; }
-    bool start() {
-        m_process.setProcessEnvironment(m_environment);
-        m_process.start(QStringLiteral(ORVANTA_BIN), {});
-        return m_process.waitForStarted();
-    }
-    // Reads the program's log until text appears; false if it ends first.
-    bool readUntil(const QByteArray& text) {
-        testutil::waitUntil(
-            [&] {
-                m_process.waitForReadyRead(50);
-                m_output += m_process.readAll();
-                return m_output.contains(text) || m_process.state() != QProcess::Running;
-            },
-            kProcessTimeoutMs);
-        return m_output.contains(text);
-    }
-    // Ends the program with a signal, as a session does; true when it quit cleanly.
-    bool quitWith(int signalNumber) {
-        ::kill(pid_t(m_process.processId()), signalNumber);
-        return finishes();
-    }
-    bool finishes() {
-        if (!m_process.waitForFinished(kProcessTimeoutMs))
-            return false;
-        m_output += m_process.readAll();
-        return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
-    }
-    const QByteArray& output() const { return m_output; }
-
-private:
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
-    QProcess m_process;
-    QByteArray m_output;
-};
+using testutil::RunningOrvanta;
+constexpr int kProcessTimeoutMs = RunningOrvanta::kTimeoutMs;
 
 // A screen saver on the session bus (python3-dbusmock) that logs the calls it answers.
 class ScreenSaverMock {

@@ -80,20 +80,10 @@ Rectangle {
                 total: card.manager ? card.manager.duration : 0
             }
         }
-        ToolButton {
-            readonly property string symbol: card.playing ? "pause.fill" : "play.fill"
+        SymbolButton {
             text: (card.playing ? "Pause " : "Play ") + card.screenName
-            display: AbstractButton.IconOnly
-            icon.name: SymbolTable.iconName(symbol)
-            icon.source: SymbolTable.iconSource(symbol)
-            // Not kept in the shared picture cache: it goes with its window.
-            icon.cache: false
-            icon.color: Theme.primaryText
-            icon.width: Theme.title2
-            icon.height: Theme.title2
-            Accessible.name: text
-            ToolTip.visible: hovered
-            ToolTip.text: text
+            symbol: card.playing ? "pause.fill" : "play.fill"
+            symbolSize: Theme.title2
             onClicked: card.togglePlayback()
         }
     }

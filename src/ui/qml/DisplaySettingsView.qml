@@ -4,10 +4,9 @@ import QtQuick.Layouts
 import Orvanta.Ui
 
 // The Display page: active playlist, scaling, transition, speed, sync and audio.
-ScrollView {
+FormPage {
     id: page
 
-    contentWidth: availableWidth
 
     DisplaySettings { id: settings }
 
@@ -118,7 +117,7 @@ ScrollView {
             Layout.fillWidth: true
             title: "Multi-Monitor"
             footer: "When enabled, all displays show the same video in perfect sync (video wall mode). When disabled, each display plays independently."
-            Switch {
+            SettingsSwitch {
                 Layout.fillWidth: true
                 text: "Sync Displays"
                 checked: settings.syncEnabled
@@ -129,7 +128,7 @@ ScrollView {
             Layout.fillWidth: true
             title: "Audio"
             footer: "Enable audio playback from video files. Most wallpaper videos are ambient and work well muted."
-            Switch {
+            SettingsSwitch {
                 Layout.fillWidth: true
                 text: "Mute Audio"
                 checked: settings.audioMuted

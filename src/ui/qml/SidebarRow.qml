@@ -13,6 +13,8 @@ ItemDelegate {
     text: title
     focusPolicy: Qt.StrongFocus
     Accessible.name: title
+    Accessible.role: Accessible.PageTab
+    Accessible.onPressAction: row.clicked()
     implicitHeight: 30
     leftPadding: 8
 
@@ -31,6 +33,7 @@ ItemDelegate {
         }
         Label {
             Layout.fillWidth: true
+            Accessible.ignored: true
             text: row.title
             elide: Text.ElideRight
             color: Theme.primaryText

@@ -6,10 +6,9 @@ import Orvanta.Ui
 
 // The Video Folders page: the source folders with add and remove, and whether sub-folders are
 // searched.
-ScrollView {
+FormPage {
     id: page
 
-    contentWidth: availableWidth
 
     FolderListModel { id: folders }
 
@@ -17,6 +16,7 @@ ScrollView {
         id: chooser
         title: "Add Video Folder"
         acceptLabel: "Add"
+        currentFolder: folders.startFolder
         onAccepted: folders.addFolder(selectedFolder)
     }
 
@@ -32,30 +32,17 @@ ScrollView {
             title: "Video Folders"
             footer: folders.footerText
             header: [
-                ToolButton {
+                SymbolButton {
                     text: "Add Folder"
-                    display: AbstractButton.IconOnly
-                    icon.name: SymbolTable.iconName("plus")
-                    icon.source: SymbolTable.iconSource("plus")
-                    // Not kept in the shared picture cache: it goes with its window.
-                    icon.cache: false
-                    icon.color: Theme.primaryText
-                    Accessible.name: text
-                    ToolTip.visible: hovered
-                    ToolTip.text: text
+                    symbol: "plus"
+                    symbolSize: 16
                     onClicked: chooser.open()
                 },
-                ToolButton {
+                SymbolButton {
                     text: "Remove Last Folder"
+                    symbol: "minus"
+                    symbolSize: 16
                     enabled: folders.count > 0
-                    display: AbstractButton.IconOnly
-                    icon.name: SymbolTable.iconName("minus")
-                    icon.source: SymbolTable.iconSource("minus")
-                    // Not kept in the shared picture cache: it goes with its window.
-                    icon.cache: false
-                    icon.color: Theme.primaryText
-                    Accessible.name: text
-                    ToolTip.visible: hovered
                     ToolTip.text: enabled ? text : "No folder to remove"
                     onClicked: folders.removeFolder(folders.count - 1)
                 }
@@ -139,7 +126,7 @@ ScrollView {
             Layout.fillWidth: true
             title: "Options"
             footer: "Enable to scan folders recursively for video files."
-            Switch {
+            SettingsSwitch {
                 Layout.fillWidth: true
                 text: "Search Subfolders"
                 checked: folders.recursiveScan

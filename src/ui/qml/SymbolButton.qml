@@ -8,6 +8,7 @@ ToolButton {
     property real symbolSize: Theme.title3
     property color symbolColor: Theme.primaryText
 
+    focusPolicy: Qt.StrongFocus
     display: AbstractButton.IconOnly
     icon.name: SymbolTable.iconName(symbol)
     icon.source: SymbolTable.iconSource(symbol)
