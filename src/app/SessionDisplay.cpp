@@ -18,7 +18,8 @@ void SessionDisplay::choosePlatform() {
         return;
     if (canReachWaylandDisplay() && compositorOffersLayerShell()) {
         qCInfo(lcApp, "Wayland session: the desktop is drawn on the compositor's background layer");
-        qputenv("QT_QPA_PLATFORM", "wayland");
+        // XWayland stays the way out where Qt's Wayland platform is not installed.
+        qputenv("QT_QPA_PLATFORM", canReachXServer() ? "wayland;xcb" : "wayland");
         return;
     }
     if (canReachXServer()) {
