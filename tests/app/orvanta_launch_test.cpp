@@ -1,5 +1,7 @@
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/ScreenIdentifier.h"
 #include "support/HeadlessSway.h"
 #include "support/TestUtil.h"
 #include "system/GlobalShortcuts.h"
@@ -383,13 +385,31 @@ TEST(OrvantaLaunch, AnswersWithoutADisplayAndSaysWhenThereIsNone) {
 
 // On a Wayland session with wlr-layer-shell the program runs natively and each output's
 // background is a desktop window below the user's own windows, kept out of the window tree, on
-// outputs plugged in later too.
+// outputs plugged in later too, each with its own queue.
 TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsAreTheBackgroundOfEveryOutput) {
     testutil::HeadlessSway sway("for_window [app_id=\".*\"] floating enable\n");
     ASSERT_FALSE(sway.waylandDisplay().isEmpty()) << sway.log().constData();
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1, 30.0, u"color=c=red"_s));
+    testutil::ClipSpec blue;
+    blue.seconds = 30.0;
+    blue.source = u"color=c=blue"_s;
+    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/b.mp4"_s), blue));
+    // The first output plays the red clip only, the second the blue one only.
+    Preferences store(storePath(dir));
+    for (const char* keep : {"a.mp4", "b.mp4"}) {
+        const QString output = keep[0] == 'a' ? u"HEADLESS-1"_s : u"HEADLESS-2"_s;
+        PlaylistPersistence queue(
+            ScreenIdentifier::fromDescription(u"headless"_s, u"headless"_s, {}, output), store);
+        queue.syncWithFolderContents({QUrl::fromLocalFile(dir.filePath(u"clips/a.mp4"_s)),
+                                      QUrl::fromLocalFile(dir.filePath(u"clips/b.mp4"_s))});
+        for (const PlaylistItem& item : queue.items()) {
+            if (item.filename != QLatin1String(keep))
+                queue.toggleExclusion(item.id);
+        }
+        queue.saveItems();
+    }
     RunningOrvanta orvanta(dir.path());
     QProcessEnvironment& env = orvanta.environment();
     env.insert(u"WAYLAND_DISPLAY"_s, sway.waylandDisplay());
@@ -430,10 +450,15 @@ TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsAreTheBackgroundOfEveryOutput
 
     ASSERT_TRUE(sway.command(u"create_output"_s));
     ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
+    const auto isBlue = [](const QColor& c) {
+        return c.blue() > 200 && c.red() < 60;
+    };
     testutil::waitUntil(
-        [&] { return isRed(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))); },
+        [&] { return isBlue(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))); },
         kProcessTimeoutMs);
-    EXPECT_TRUE(isRed(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))));
+    EXPECT_TRUE(isBlue(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))));
+    EXPECT_TRUE(
+        isRed(testutil::averageColour(sway.screenshot(u"HEADLESS-1"_s), QRect(0, 0, 20, 20))));
     terminal.terminate();
     terminal.waitForFinished(kProcessTimeoutMs);
     EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
