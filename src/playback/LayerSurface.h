@@ -25,11 +25,6 @@ public:
     explicit LayerSurface(QWindow* window);
     ~LayerSurface() override;
 
-    // Whether the current surface has its role and has been given a size.
-    bool isConfigured() const;
-    // The size the compositor gave the surface; empty before the first one.
-    QSize size() const { return m_size; }
-
 private Q_SLOTS:
     // Qt's Wayland window made a surface, or is about to drop it.
     void attach();
@@ -42,5 +37,4 @@ private:
 
     QPointer<QWindow> m_window;
     std::unique_ptr<Role> m_role;
-    QSize m_size;
 };

@@ -16,6 +16,7 @@
 #include <wlr-layer-shell-unstable-v1-client-protocol.h>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 
 namespace {
@@ -111,8 +112,9 @@ bool LayerSurface::isAvailable() {
     if (!s_available) {
         if (!qGuiApp)
             return false;
+        const std::shared_ptr<Globals> globals = acquireGlobals();
         s_available = qEnvironmentVariableIsSet("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT") &&
-                      acquireGlobals()->layerShell && acquireGlobals()->compositor;
+                      globals->layerShell && globals->compositor;
     }
     return *s_available;
 }
@@ -133,10 +135,6 @@ LayerSurface::LayerSurface(QWindow* window)
 }
 
 LayerSurface::~LayerSurface() = default;
-
-bool LayerSurface::isConfigured() const {
-    return m_role && m_role->configured;
-}
 
 void LayerSurface::attach() {
     QPlatformNativeInterface* native = nativeInterface();
@@ -189,9 +187,6 @@ void LayerSurface::configure(quint32 serial, QSize size) {
         return;
     zwlr_layer_surface_v1_ack_configure(m_role->surface, serial);
     m_role->configured = true;
-    if (size.isEmpty())
-        return;
-    m_size = size;
-    if (m_window && m_window->size() != size)
+    if (!size.isEmpty() && m_window && m_window->size() != size)
         m_window->resize(size);
 }
