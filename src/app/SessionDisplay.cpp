@@ -1,6 +1,7 @@
 #include "app/SessionDisplay.h"
 
 #include "core/Logging.h"
+#include "playback/LayerSurface.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -8,8 +9,19 @@
 #include <QtGlobal>
 
 void SessionDisplay::choosePlatform() {
-    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || !isWaylandSession())
+    if (!isWaylandSession())
         return;
+    // Qt then leaves the desktop windows (Qt::BypassWindowManagerHint) without a shell role of
+    // its own, so that they can take the layer role.
+    qputenv("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT", "1");
+    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return;
+    if (canReachWaylandDisplay() && compositorOffersLayerShell()) {
+        qCInfo(lcApp, "Wayland session: the desktop is drawn on the compositor's background layer");
+        // XWayland stays the way out where Qt's Wayland platform is not installed.
+        qputenv("QT_QPA_PLATFORM", canReachXServer() ? "wayland;xcb" : "wayland");
+        return;
+    }
     if (canReachXServer()) {
         qCInfo(lcApp, "Wayland session: the desktop is drawn through XWayland");
         qputenv("QT_QPA_PLATFORM", "xcb");
@@ -31,7 +43,9 @@ bool SessionDisplay::hasDisplay() {
 }
 
 bool SessionDisplay::canShowDesktopWindows() {
-    return QGuiApplication::platformName() == QLatin1String("xcb");
+    const QString platform = QGuiApplication::platformName();
+    return platform == QLatin1String("xcb") ||
+           (platform == QLatin1String("wayland") && LayerSurface::isAvailable());
 }
 
 bool SessionDisplay::canReachWaylandDisplay() {

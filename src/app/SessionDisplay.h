@@ -1,9 +1,10 @@
 #pragma once
 
-// Where the desktop windows can live in this session. A window that sits below every other
-// one, as the desktop's own background, exists only on X11; on a Wayland session the program
-// draws through XWayland when an X server is there (GNOME and KDE keep a desktop-type X window
-// at the bottom), and shows no desktop window otherwise.
+// Where the desktop windows can live in this session. On X11 they are desktop-type windows
+// below every other one. On a Wayland session whose compositor offers wlr-layer-shell (wlroots
+// compositors, KDE Plasma) the program runs natively and its desktop windows are surfaces of the
+// background layer; elsewhere (GNOME) it draws through XWayland when an X server is there (GNOME
+// and KDE keep a desktop-type X window at the bottom), and shows no desktop window otherwise.
 class SessionDisplay {
 public:
     // Picks Qt's platform for this session, before the application object exists. A platform
@@ -20,6 +21,8 @@ public:
 private:
     static bool isWaylandSession();
     static bool canReachWaylandDisplay();
+    // Whether the Wayland compositor offers wlr-layer-shell, asked on a connection of its own.
+    static bool compositorOffersLayerShell();
     // Whether the X server named by DISPLAY accepts a connection.
     static bool canReachXServer();
 };

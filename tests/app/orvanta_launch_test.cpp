@@ -1,5 +1,7 @@
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
+#include "library/PlaylistPersistence.h"
+#include "playback/ScreenIdentifier.h"
 #include "support/HeadlessSway.h"
 #include "support/RunningOrvanta.h"
 #include "support/TestUtil.h"
@@ -67,10 +69,13 @@ QString storePath(const QTemporaryDir& dir) {
     return dir.filePath(u"config/orvanta/preferences.sqlite3"_s);
 }
 
-// Encodes clips a.mp4, b.mp4, ... into root/clips and makes that folder the program's source.
-void addClipFolder(const QTemporaryDir& dir, int count, double seconds) {
+// Encodes clips a.mp4, b.mp4, ... of an ffmpeg source into root/clips and makes that folder the
+// program's source.
+void addClipFolder(const QTemporaryDir& dir, int count, double seconds,
+                   const QString& source = u"testsrc"_s) {
     testutil::ClipSpec clip;
     clip.seconds = seconds;
+    clip.source = source;
     for (int i = 0; i < count; ++i) {
         const QString name = u"clips/%1.mp4"_s.arg(QChar(u'a' + i));
         ASSERT_TRUE(testutil::encodeClip(dir.filePath(name), clip)) << name.toStdString();
@@ -328,32 +333,85 @@ TEST(OrvantaLaunch, AnswersWithoutADisplayAndSaysWhenThereIsNone) {
     EXPECT_TRUE(start.err.startsWith("orvanta: no display")) << start.err.toStdString();
 }
 
-// On a Wayland session the desktop is drawn through XWayland where an X server is there, and not
-// at all where none is: never as ordinary windows among the user's own.
-TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsGoThroughXWaylandOrNowhere) {
-    testutil::HeadlessSway sway;
+// On a Wayland session with wlr-layer-shell the program runs natively and each output's
+// background is a desktop window below the user's own windows, kept out of the window tree, on
+// outputs plugged in later too, each with its own queue.
+TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsAreTheBackgroundOfEveryOutput) {
+    testutil::HeadlessSway sway("for_window [app_id=\".*\"] floating enable\n");
     ASSERT_FALSE(sway.waylandDisplay().isEmpty()) << sway.log().constData();
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1, 20.0));
-    for (const bool xServer : {true, false}) {
-        RunningOrvanta orvanta(dir.path());
-        QProcessEnvironment& env = orvanta.environment();
-        env.insert(u"WAYLAND_DISPLAY"_s, sway.waylandDisplay());
-        env.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
-        env.remove(u"QT_QPA_PLATFORM"_s);
-        if (!xServer)
-            env.remove(u"DISPLAY"_s);
-        ASSERT_TRUE(orvanta.start());
-        ASSERT_TRUE(orvanta.readUntil("desktop windows")) << orvanta.output().constData();
-        EXPECT_NE(orvanta.output().contains("Showing 0 desktop windows"), xServer);
-        EXPECT_TRUE(orvanta.output().contains(xServer ? "drawn through XWayland"
-                                                      : "without an X server: no desktop window"))
-            << orvanta.output().constData();
-        const QByteArray tree = sway.tree();
-        EXPECT_TRUE(tree.contains("HEADLESS") && !tree.contains("orvanta")) << tree.constData();
-        EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    ASSERT_NO_FATAL_FAILURE(addClipFolder(dir, 1, 30.0, u"color=c=red"_s));
+    testutil::ClipSpec blue;
+    blue.seconds = 30.0;
+    blue.source = u"color=c=blue"_s;
+    ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/b.mp4"_s), blue));
+    // The first output plays the red clip only, the second the blue one only.
+    Preferences store(storePath(dir));
+    for (const char* keep : {"a.mp4", "b.mp4"}) {
+        const QString output = keep[0] == 'a' ? u"HEADLESS-1"_s : u"HEADLESS-2"_s;
+        PlaylistPersistence queue(
+            ScreenIdentifier::fromDescription(u"headless"_s, u"headless"_s, {}, output), store);
+        queue.syncWithFolderContents({QUrl::fromLocalFile(dir.filePath(u"clips/a.mp4"_s)),
+                                      QUrl::fromLocalFile(dir.filePath(u"clips/b.mp4"_s))});
+        for (const PlaylistItem& item : queue.items()) {
+            if (item.filename != QLatin1String(keep))
+                queue.toggleExclusion(item.id);
+        }
+        queue.saveItems();
     }
+    RunningOrvanta orvanta(dir.path());
+    QProcessEnvironment& env = orvanta.environment();
+    env.insert(u"WAYLAND_DISPLAY"_s, sway.waylandDisplay());
+    env.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
+    env.remove(u"QT_QPA_PLATFORM"_s);
+    ASSERT_TRUE(orvanta.start());
+    ASSERT_TRUE(orvanta.readUntil("First video frame on screen")) << orvanta.output().constData();
+    EXPECT_TRUE(orvanta.output().contains("drawn on the compositor's background layer"))
+        << orvanta.output().constData();
+
+    QProcess terminal;
+    QProcessEnvironment terminalEnv = QProcessEnvironment::systemEnvironment();
+    terminalEnv.insert(u"WAYLAND_DISPLAY"_s, sway.waylandDisplay());
+    terminal.setProcessEnvironment(terminalEnv);
+    terminal.start(u"foot"_s, {u"-o"_s, u"colors.background=00ff00"_s});
+    ASSERT_TRUE(terminal.waitForStarted());
+    const auto isRed = [](const QColor& c) {
+        return c.red() > 200 && c.green() < 60 && c.blue() < 60;
+    };
+    const auto isGreen = [](const QColor& c) {
+        return c.green() > 200 && c.red() < 60;
+    };
+    // Around the floating terminal, centred on the output, the clip; the terminal above it.
+    QImage shot;
+    testutil::waitUntil(
+        [&] {
+            shot = sway.screenshot(u"HEADLESS-1"_s);
+            return !shot.isNull() && isGreen(testutil::averageColour(
+                                         shot, QRect(shot.rect().center(), QSize(20, 20))));
+        },
+        kProcessTimeoutMs);
+    ASSERT_FALSE(shot.isNull());
+    EXPECT_TRUE(isGreen(testutil::averageColour(shot, QRect(shot.rect().center(), QSize(20, 20)))));
+    EXPECT_TRUE(isRed(testutil::averageColour(shot, QRect(0, shot.height() - 20, 20, 20))));
+    const QByteArray tree = sway.tree();
+    EXPECT_TRUE(tree.contains("\"app_id\": \"foot\"") && !tree.contains("Orvanta desktop"))
+        << tree.constData();
+
+    ASSERT_TRUE(sway.command(u"create_output"_s));
+    ASSERT_TRUE(orvanta.readUntil("Showing 2 desktop windows")) << orvanta.output().constData();
+    const auto isBlue = [](const QColor& c) {
+        return c.blue() > 200 && c.red() < 60;
+    };
+    testutil::waitUntil(
+        [&] { return isBlue(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))); },
+        kProcessTimeoutMs);
+    EXPECT_TRUE(isBlue(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))));
+    EXPECT_TRUE(
+        isRed(testutil::averageColour(sway.screenshot(u"HEADLESS-1"_s), QRect(0, 0, 20, 20))));
+    terminal.terminate();
+    terminal.waitForFinished(kProcessTimeoutMs);
+    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "support/TestUtil.h"
 
 #include <QDir>
+#include <QImage>
 #include <QProcessEnvironment>
 
 #include <pwd.h>
@@ -12,13 +13,14 @@
 
 namespace testutil {
 
-HeadlessSway::HeadlessSway() {
+HeadlessSway::HeadlessSway(const QByteArray& extraConfig) {
     // Outside the harness's private folders, which only their owner can enter.
     QByteArray pattern = QByteArrayLiteral("/tmp/orvanta-sway-XXXXXX");
     if (!::mkdtemp(pattern.data()))
         return;
     m_runtimeDir = QString::fromLocal8Bit(pattern);
-    writeFile(m_runtimeDir + QStringLiteral("/config"), QByteArrayLiteral("xwayland disable\n"));
+    writeFile(m_runtimeDir + QStringLiteral("/config"),
+              QByteArrayLiteral("xwayland disable\n") + extraConfig);
 
     QString program = QStringLiteral("sway");
     QStringList arguments{QStringLiteral("-c"), m_runtimeDir + QStringLiteral("/config")};
@@ -79,6 +81,18 @@ QByteArray HeadlessSway::tree() const {
         runProcess(QStringLiteral("swaymsg"), {QStringLiteral("-s"), m_ipcSocket,
                                                QStringLiteral("-t"), QStringLiteral("get_tree")});
     return result.exitCode == 0 ? result.out : QByteArray();
+}
+
+bool HeadlessSway::command(const QString& command) const {
+    return runProcess(QStringLiteral("swaymsg"), {QStringLiteral("-s"), m_ipcSocket, command})
+               .exitCode == 0;
+}
+
+QImage HeadlessSway::screenshot(const QString& output) const {
+    const ProcessResult result =
+        runProcess(QStringLiteral("grim"), {QStringLiteral("-o"), output, QStringLiteral("-")},
+                   {QStringLiteral("WAYLAND_DISPLAY=") + m_waylandDisplay});
+    return result.exitCode == 0 ? QImage::fromData(result.out, "PNG") : QImage();
 }
 
 } // namespace testutil

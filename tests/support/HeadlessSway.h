@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QImage>
 #include <QProcess>
 #include <QString>
 
@@ -10,7 +11,8 @@ namespace testutil {
 // programs in. sway refuses to run as root, so under root it runs as "nobody".
 class HeadlessSway {
 public:
-    HeadlessSway();
+    // More configuration lines (window rules) may follow the defaults.
+    explicit HeadlessSway(const QByteArray& extraConfig = {});
     ~HeadlessSway();
     HeadlessSway(const HeadlessSway&) = delete;
     HeadlessSway& operator=(const HeadlessSway&) = delete;
@@ -20,6 +22,10 @@ public:
     QByteArray log();
     // swaymsg's view of every window, as JSON.
     QByteArray tree() const;
+    // Runs a sway command ("create_output"); false when sway refuses it.
+    bool command(const QString& command) const;
+    // What one output (its name, "HEADLESS-1") shows, taken with grim; null on failure.
+    QImage screenshot(const QString& output) const;
 
 private:
     QString m_runtimeDir;
