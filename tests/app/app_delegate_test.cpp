@@ -16,6 +16,7 @@
 #include "system/SettableClock.h"
 
 #include <QGuiApplication>
+#include <QProcess>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -138,6 +139,8 @@ TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEve
     EXPECT_EQ(m_delegate->displays().size(), 2);
     EXPECT_EQ(m_delegate->primaryPlayerManager(), managers().value(0));
     EXPECT_TRUE(m_delegate->hasKeyEventMonitor());
+    EXPECT_FALSE(m_delegate->canTellCoverage());
+    EXPECT_EQ(m_delegate->coverageUnavailableReason(), u"no EWMH window manager is running"_s);
     testutil::settle();
     EXPECT_FALSE(m_delegate->isPlaying());
     EXPECT_EQ(m_delegate->playingScreenCount(), 0);
@@ -310,6 +313,54 @@ TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     EXPECT_EQ(m_store.objectForKey(u"audioMuted"_s), QVariant(false));
     Q_EMIT NotificationCenter::instance().screenDidUnlock();
     EXPECT_TRUE(allMuted(false));
+}
+
+TEST_F(AppDelegateTest, AWindowMaximizedOverOneScreenPausesThatScreenAlone) {
+    addClips();
+    m_store.set(u"autoPlayOnLaunch"_s, true);
+    launch();
+    ASSERT_TRUE(waitForAllPlaying(true));
+    QProcess windowManager;
+    windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
+    ASSERT_TRUE(windowManager.waitForStarted());
+    EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->canTellCoverage(); }));
+    QProcess terminal;
+    terminal.start(u"xterm"_s, {u"-title"_s, u"covering"_s, u"-geometry"_s, u"80x24+100+100"_s});
+    ASSERT_TRUE(terminal.waitForStarted());
+    VideoPlayerManager* covered = nullptr;
+    VideoPlayerManager* other = nullptr;
+    for (const auto& controller : m_delegate->desktopWindows()) {
+        const bool under = controller->screen()->geometry().contains(QPoint(100, 100));
+        (under ? covered : other) = controller->playerManager();
+    }
+    ASSERT_TRUE(covered && other);
+    const auto maximized = [](const QString& change) {
+        const QString how = change + u",maximized_vert,maximized_horz"_s;
+        return testutil::runProcess(u"wmctrl"_s, {u"-r"_s, u"covering"_s, u"-b"_s, how}).exitCode ==
+               0;
+    };
+    const auto running = [](VideoPlayerManager* manager) {
+        return manager->activePlayer()->rate() > 0.0;
+    };
+    // Asked again until the terminal is up.
+    EXPECT_TRUE(testutil::waitUntil([&] { return maximized(u"add"_s) && covered->isSuspended(); }));
+    EXPECT_EQ(covered->activePlayer()->rate(), 0.0);
+    EXPECT_TRUE(covered->isPlaying()) << "covered, not paused by the user";
+    EXPECT_TRUE(running(other));
+    ASSERT_TRUE(maximized(u"remove"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended() && running(covered); }));
+
+    // A pause the user made outlasts the window.
+    ASSERT_TRUE(maximized(u"add"_s));
+    ASSERT_TRUE(testutil::waitUntil([&] { return covered->isSuspended(); }));
+    m_delegate->pauseAllPlayback();
+    ASSERT_TRUE(maximized(u"remove"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended(); }));
+    EXPECT_FALSE(running(covered));
+    terminal.terminate();
+    terminal.waitForFinished();
+    windowManager.terminate();
+    windowManager.waitForFinished();
 }
 
 } // namespace
