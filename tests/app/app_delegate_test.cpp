@@ -9,6 +9,7 @@
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
 #include "support/TestUtil.h"
+#include "system/CoverageMonitor.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
@@ -27,6 +28,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -315,7 +317,7 @@ TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     EXPECT_TRUE(allMuted(false));
 }
 
-TEST_F(AppDelegateTest, AWindowMaximizedOverOneScreenPausesThatScreenAlone) {
+TEST_F(AppDelegateTest, MaximizedWindowsPauseTheScreensTheyCoverAlone) {
     addClips();
     m_store.set(u"autoPlayOnLaunch"_s, true);
     launch();
@@ -324,9 +326,13 @@ TEST_F(AppDelegateTest, AWindowMaximizedOverOneScreenPausesThatScreenAlone) {
     windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
     ASSERT_TRUE(windowManager.waitForStarted());
     EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->canTellCoverage(); }));
-    QProcess terminal;
-    terminal.start(u"xterm"_s, {u"-title"_s, u"covering"_s, u"-geometry"_s, u"80x24+100+100"_s});
-    ASSERT_TRUE(terminal.waitForStarted());
+    // One terminal on each screen.
+    std::array<QProcess, 2> terminals;
+    for (int i = 0; i < 2; ++i) {
+        terminals[i].start(u"xterm"_s, {u"-title"_s, u"covering-%1"_s.arg(i), u"-geometry"_s,
+                                        u"80x24+%1+100"_s.arg(100 + 1920 * i)});
+        ASSERT_TRUE(terminals[i].waitForStarted());
+    }
     VideoPlayerManager* covered = nullptr;
     VideoPlayerManager* other = nullptr;
     for (const auto& controller : m_delegate->desktopWindows()) {
@@ -334,33 +340,46 @@ TEST_F(AppDelegateTest, AWindowMaximizedOverOneScreenPausesThatScreenAlone) {
         (under ? covered : other) = controller->playerManager();
     }
     ASSERT_TRUE(covered && other);
-    const auto maximized = [](const QString& change) {
+    const auto maximized = [](int terminal, const QString& change) {
         const QString how = change + u",maximized_vert,maximized_horz"_s;
-        return testutil::runProcess(u"wmctrl"_s, {u"-r"_s, u"covering"_s, u"-b"_s, how}).exitCode ==
-               0;
+        return testutil::runProcess(u"wmctrl"_s,
+                                    {u"-r"_s, u"covering-%1"_s.arg(terminal), u"-b"_s, how})
+                   .exitCode == 0;
     };
     const auto running = [](VideoPlayerManager* manager) {
         return manager->activePlayer()->rate() > 0.0;
     };
     // Asked again until the terminal is up.
-    EXPECT_TRUE(testutil::waitUntil([&] { return maximized(u"add"_s) && covered->isSuspended(); }));
+    EXPECT_TRUE(
+        testutil::waitUntil([&] { return maximized(0, u"add"_s) && covered->isSuspended(); }));
     EXPECT_EQ(covered->activePlayer()->rate(), 0.0);
     EXPECT_TRUE(covered->isPlaying()) << "covered, not paused by the user";
     EXPECT_TRUE(running(other));
-    ASSERT_TRUE(maximized(u"remove"_s));
+    ASSERT_TRUE(maximized(0, u"remove"_s));
     EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended() && running(covered); }));
 
     // A pause the user made outlasts the window.
-    ASSERT_TRUE(maximized(u"add"_s));
+    ASSERT_TRUE(maximized(0, u"add"_s));
     ASSERT_TRUE(testutil::waitUntil([&] { return covered->isSuspended(); }));
     m_delegate->pauseAllPlayback();
-    ASSERT_TRUE(maximized(u"remove"_s));
+    ASSERT_TRUE(maximized(0, u"remove"_s));
     EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended(); }));
     EXPECT_FALSE(running(covered));
-    terminal.terminate();
-    terminal.waitForFinished();
-    windowManager.terminate();
-    windowManager.waitForFinished();
+
+    // Synchronised, the shared player pauses only once both screens are covered.
+    m_delegate->startAllPlayback();
+    SyncManager::shared().setSyncEnabled(true);
+    VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
+    ASSERT_TRUE(maximized(0, u"add"_s));
+    ASSERT_TRUE(testutil::waitUntil([&] { return shared->isPlaying() && running(shared); }));
+    testutil::waitTimerPeriods(CoverageMonitor::kSettleMs);
+    EXPECT_FALSE(shared->isSuspended());
+    ASSERT_TRUE(maximized(1, u"add"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return shared->isSuspended() && !running(shared); }));
+    for (QProcess* process : {&terminals[0], &terminals[1], &windowManager}) {
+        process->terminate();
+        process->waitForFinished();
+    }
 }
 
 } // namespace
