@@ -4,8 +4,8 @@
 # mpv window (--vo=x11). Every CPU figure of a ratio is whole-process CPU seconds (user + sys)
 # plus the X server's (Xvfb) CPU over the same time, as drawing into a window costs both; the
 # figures without the X server follow as details. Also: frames mpv rendered against frames Qt
-# showed, Orvanta with nothing playing and paused, cross dissolves against plain playback, and
-# two monitors in sync mode against one.
+# showed, Orvanta with nothing playing, paused and covered by a fullscreen window (and how soon
+# it pauses), cross dissolves against plain playback, and two monitors in sync mode against one.
 #
 # Usage: desktop_bench.sh ORVANTA_BIN [WORK_DIR]   (runs itself inside scripts/harness)
 set -euo pipefail
@@ -18,7 +18,7 @@ exec </dev/null
 if [[ "${ORVANTA_HARNESS:-}" != 1 ]]; then
     exec "$here/../scripts/harness" "$0" "$@"
 fi
-for tool in mpv ffmpeg /usr/bin/time; do
+for tool in mpv ffmpeg /usr/bin/time openbox xterm wmctrl xprop; do
     command -v "$tool" >/dev/null || { echo "desktop_bench: $tool is missing" >&2; exit 1; }
 done
 
@@ -105,6 +105,15 @@ xserver_ticks() {
     if [[ -n "$xserver_pid" ]]; then ticks_of "$xserver_pid"; else echo 0; fi
 }
 
+# cpu_between BEFORE AFTER: CPU seconds of the program and of the X server between two readings
+# of "$(ticks_of PID) $(xserver_ticks)".
+cpu_between() {
+    awk -v b="$1" -v a="$2" -v t="$ticks" 'BEGIN {
+        split(b, before, " "); split(a, after, " ")
+        printf "%.2f %.2f\n", (after[1] - before[1]) / t, (after[2] - before[2]) / t
+    }'
+}
+
 # follow PID OUT: every 0.1 s until PID ends, writes "time ticks xserver-ticks" to OUT.
 follow() {
     : >"$2"
@@ -135,10 +144,7 @@ paused_before="$(ticks_of "$orvanta_pid") $(xserver_ticks)"
 sleep 20
 paused_after="$(ticks_of "$orvanta_pid") $(xserver_ticks)"
 stop_orvanta
-read -r paused_cpu paused_xcpu < <(awk -v b="$paused_before" -v a="$paused_after" -v t="$ticks" 'BEGIN {
-    split(b, before, " "); split(a, after, " ")
-    printf "%.2f %.2f\n", (after[1] - before[1]) / t, (after[2] - before[2]) / t
-}')
+read -r paused_cpu paused_xcpu < <(cpu_between "$paused_before" "$paused_after")
 printf '    %-34s %6.2f s CPU, X server %.2f s\n' "orvanta paused for 20 s" "$paused_cpu" "$paused_xcpu"
 
 # Cross dissolves: two 6 s clips with 1.5 s dissolves; the CPU of each dissolve against the 1.5 s
@@ -182,6 +188,42 @@ awk -v t="$ticks" '
         printf "%.2f %.2f\n", (during + xduring) / t, (before + xbefore) / t
     }' "$work/dissolve.samples" "$work/dissolve.starts" 2>&1 >"$work/dissolve.cpu"
 read -r dissolve_cpu plain_cpu <"$work/dissolve.cpu"
+
+# Covered: under openbox, a terminal made fullscreen over the one monitor. The time from the
+# request to the pause, beside the time the window manager takes to make the window fullscreen as
+# another X client sees it; then the covered screen's CPU over 20 s.
+openbox --sm-disable >"$work/openbox.log" 2>&1 &
+wm_pid=$!
+set_prefs true false
+start_orvanta orvanta-covered
+sleep 5
+xterm -title orvanta-covering -geometry 80x24+100+100 &
+term_pid=$!
+for _ in $(seq 100); do
+    wmctrl -l | grep -q orvanta-covering && break
+    sleep 0.1
+done
+sleep 1
+fullscreen_asked="$EPOCHREALTIME"
+wmctrl -r orvanta-covering -b add,fullscreen
+for _ in $(seq 1000); do
+    xprop -name orvanta-covering _NET_WM_STATE | grep -q FULLSCREEN && break
+done
+fullscreen_seen="$EPOCHREALTIME"
+sleep 2
+covered_before="$(ticks_of "$orvanta_pid") $(xserver_ticks)"
+sleep 20
+covered_after="$(ticks_of "$orvanta_pid") $(xserver_ticks)"
+stop_orvanta
+kill "$term_pid" "$wm_pid" 2>/dev/null || true
+wait "$term_pid" "$wm_pid" 2>/dev/null || true
+paused_at="$(grep -m 1 'is covered; pausing' "$work/orvanta-covered.log" | awk '{ print $1 }')"
+[[ -n "$paused_at" ]] || { echo "desktop_bench: the covered screen never paused" >&2; exit 1; }
+read -r covered_cpu covered_xcpu < <(cpu_between "$covered_before" "$covered_after")
+printf '    %-34s %6.2f s CPU, X server %.2f s\n' "orvanta covered for 20 s" "$covered_cpu" \
+    "$covered_xcpu"
+read -r pause_ms fullscreen_ms < <(awk -v a="$fullscreen_asked" -v s="$fullscreen_seen" \
+    -v p="$paused_at" 'BEGIN { printf "%.1f %.1f\n", (p - a) * 1000, (s - a) * 1000 }')
 two_monitors
 sleep 1
 set_prefs true true
@@ -202,6 +244,12 @@ line "orvanta paused 20 s, with X server" \
     "$(awk -v a="$paused_cpu" -v b="$paused_xcpu" 'BEGIN { print a + b }')" s \
     "orvanta playing 20 s, with X server" "$orvanta_cpu" s "<= 0.05 s" \
     "$(awk -v a="$paused_cpu" -v b="$paused_xcpu" 'BEGIN { print (a + b <= 0.05) ? 1 : 0 }')"
+line "orvanta covered 20 s, with X server" \
+    "$(awk -v a="$covered_cpu" -v b="$covered_xcpu" 'BEGIN { print a + b }')" s \
+    "orvanta playing 20 s, with X server" "$orvanta_cpu" s "<= 0.05 s" \
+    "$(awk -v a="$covered_cpu" -v b="$covered_xcpu" 'BEGIN { print (a + b <= 0.05) ? 1 : 0 }')"
+line "fullscreen window to pause" "$pause_ms" ms "openbox fullscreen, seen by xprop" \
+    "$fullscreen_ms" ms "<= 300 ms" "$(awk -v v="$pause_ms" 'BEGIN { print (v <= 300) ? 1 : 0 }')"
 line "orvanta 1.5 s dissolves, with X server" "$dissolve_cpu" s \
     "orvanta 1.5 s before each, with X" "$plain_cpu" s "ratio <= 2.00" \
     "$(at_most "$dissolve_cpu" "$plain_cpu" 2)"

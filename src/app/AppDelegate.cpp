@@ -10,6 +10,8 @@
 #include "playback/ScreenWatcher.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
+#include "system/CoverageMonitor.h"
+#include "system/CoverageSource.h"
 #include "system/DisplaySleepInhibitor.h"
 #include "system/HotkeyManager.h"
 #include "system/MediaKeyHandler.h"
@@ -69,6 +71,15 @@ bool takesTextInput(QObject* focusObject) {
     return query.value(Qt::ImEnabled).toBool();
 }
 
+// A screen's visible part in the X server's pixels: Qt scales sizes, and positions from the
+// screen's own corner, by the device pixel ratio.
+QRect visibleArea(const QScreen* screen) {
+    const QPoint origin = screen->geometry().topLeft();
+    const QRect area = screen->availableGeometry();
+    const qreal ratio = screen->devicePixelRatio();
+    return QRect(origin + (area.topLeft() - origin) * ratio, area.size() * ratio);
+}
+
 } // namespace
 
 AppDelegate::AppDelegate(Preferences& preferences, std::unique_ptr<PowerManager> powerManager,
@@ -125,6 +136,15 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     observeSchedule();
     connect(&m_preferences, &Preferences::didChange, this, &AppDelegate::updateDisplaySleep);
+
+    m_coverage = new CoverageMonitor(CoverageSource::createX11(), this);
+    connect(m_coverage, &CoverageMonitor::coverageChanged, this, &AppDelegate::handleCoverage);
+    connect(m_coverage, &CoverageMonitor::canTellChanged, this,
+            &AppDelegate::coverageAvailabilityChanged);
+    m_preferences.observe(Settings::pauseWhenCovered.key(), m_coverage, [this](const QVariant&) {
+        m_coverage->setEnabled(Settings::pauseWhenCovered.read(m_preferences));
+    });
+    m_coverage->setEnabled(Settings::pauseWhenCovered.read(m_preferences));
     setupDesktopWindows();
 
     if (Settings::autoPlayOnLaunch.read(m_preferences) && !m_isPlaying) {
@@ -180,6 +200,7 @@ void AppDelegate::setupDesktopWindows() {
     }
     Q_EMIT displaysChanged();
     setupPlaybackObservers();
+    updateCoverageTargets();
 }
 
 void AppDelegate::setupPlaybackObservers() {
@@ -407,6 +428,57 @@ void AppDelegate::setAllPlayersMuted(bool muted) {
         manager->playerA()->setMuted(muted);
         manager->playerB()->setMuted(muted);
     }
+}
+
+void AppDelegate::updateCoverageTargets() {
+    if (!m_coverage)
+        return;
+    QList<CoverageMonitor::Target> targets;
+    for (const auto& controller : m_desktopWindows) {
+        VideoPlayerManager* manager = controller->playerManager();
+        QScreen* screen = controller->screen();
+        if (!manager || !screen)
+            continue;
+        // A work area that changes (a panel appears) changes what counts as covered.
+        m_cancellables.push_back(connect(screen, &QScreen::availableGeometryChanged, this,
+                                         &AppDelegate::updateCoverageTargets,
+                                         Qt::UniqueConnection));
+        // In sync mode every screen's window holds the one shared manager.
+        auto target = std::find_if(targets.begin(), targets.end(), [&](const auto& existing) {
+            return existing.id == manager->screenId();
+        });
+        if (target == targets.end())
+            target = targets.insert(targets.end(), {manager->screenId(), {}});
+        target->areas.append(visibleArea(screen));
+    }
+    m_coverage->setTargets(targets);
+    // New managers start unsuspended, whatever the monitor already knew of their screens.
+    for (const CoverageMonitor::Target& target : std::as_const(targets))
+        handleCoverage(target.id, m_coverage->isCovered(target.id));
+}
+
+void AppDelegate::handleCoverage(const QString& screenId, bool covered) {
+    for (VideoPlayerManager* manager : distinctManagers()) {
+        if (manager->screenId() != screenId || manager->isSuspended() == covered)
+            continue;
+        // Covering only adds a reason to pause: a player the user paused stays paused.
+        if (covered)
+            qCInfo(lcPlayback, "Screen %s is covered; pausing its player",
+                   qUtf8Printable(screenId));
+        else if (manager->isPlaying())
+            qCInfo(lcPlayback, "Screen %s is uncovered; resuming", qUtf8Printable(screenId));
+        else
+            qCInfo(lcPlayback, "Screen %s is uncovered", qUtf8Printable(screenId));
+        manager->setSuspended(covered);
+    }
+}
+
+bool AppDelegate::canTellCoverage() const {
+    return m_coverage && m_coverage->canTell();
+}
+
+QString AppDelegate::coverageUnavailableReason() const {
+    return m_coverage ? m_coverage->unavailableReason() : QString();
 }
 
 QList<AppDelegate::Display> AppDelegate::displays() const {

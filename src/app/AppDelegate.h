@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+class CoverageMonitor;
 class DesktopWindowController;
 class Preferences;
 class ScheduleManager;
@@ -33,6 +34,10 @@ class AppDelegate : public QObject, public MediaKeyTarget {
         VideoPlayerManager* primaryPlayerManager READ primaryPlayerManager NOTIFY displaysChanged)
     // displays() for the settings window: maps of "screenName" and "manager".
     Q_PROPERTY(QVariantList displayList READ displayList NOTIFY displaysChanged)
+    // Whether this desktop lets covered screens be paused, and if not, why.
+    Q_PROPERTY(bool canTellCoverage READ canTellCoverage NOTIFY coverageAvailabilityChanged)
+    Q_PROPERTY(QString coverageUnavailableReason READ coverageUnavailableReason NOTIFY
+                   coverageAvailabilityChanged)
 
 public:
     struct Display {
@@ -78,12 +83,17 @@ public:
     bool pausedBySchedule() const { return m_pausedBySchedule; }
     bool wasAudioMutedBeforeLock() const { return m_wasAudioMutedBeforeLock; }
     bool hasKeyEventMonitor() const { return m_keyEventMonitorInstalled; }
+    // Made at launch; null before.
+    CoverageMonitor* coverageMonitor() const { return m_coverage; }
+    bool canTellCoverage() const;
+    QString coverageUnavailableReason() const;
 
 Q_SIGNALS:
     void isPlayingChanged(bool isPlaying);
     void playingScreenCountChanged(int count);
     void totalScreenCountChanged(int count);
     void displaysChanged();
+    void coverageAvailabilityChanged();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -102,6 +112,9 @@ private:
     void handleScreenLock();
     void handleScreenUnlock();
     void setAllPlayersMuted(bool muted);
+    // Tells the coverage monitor which screens each shown manager plays on.
+    void updateCoverageTargets();
+    void handleCoverage(const QString& screenId, bool covered);
     void clearCancellables();
     // Each distinct manager once, in window order: in sync mode every window holds the same one.
     QList<VideoPlayerManager*> distinctManagers() const;
@@ -116,6 +129,7 @@ private:
     std::unique_ptr<PowerManager> m_powerManager;
     ScheduleManager* m_schedule = nullptr;
     ScreenWatcher* m_screenWatcher = nullptr;
+    CoverageMonitor* m_coverage = nullptr;
     std::vector<QMetaObject::Connection> m_cancellables;
     bool m_keyEventMonitorInstalled = false;
     bool m_wasAudioMutedBeforeLock = true;

@@ -18,9 +18,9 @@ QList<std::pair<QString, QVariant>> firstRunValues() {
         (addPageDefault(values, keys), ...);
     };
     add(applicationVisibility, autoPlayOnLaunch, pauseOnBattery, preventDisplaySleep,
-        pauseOnScreenLock, launchAtLogin, videoScaling, transitionType, transitionDuration,
-        audioMuted, audioVolume, playbackRate, syncDisplays, recursiveScan, scheduleEnabled,
-        scheduleStartHour, scheduleStartMinute, scheduleEndHour, scheduleEndMinute,
+        pauseOnScreenLock, pauseWhenCovered, launchAtLogin, videoScaling, transitionType,
+        transitionDuration, audioMuted, audioVolume, playbackRate, syncDisplays, recursiveScan,
+        scheduleEnabled, scheduleStartHour, scheduleStartMinute, scheduleEndHour, scheduleEndMinute,
         globalHotkeysEnabled);
     return values;
 }

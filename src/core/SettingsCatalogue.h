@@ -143,6 +143,9 @@ inline constexpr Key<bool> preventDisplaySleep{
 // Mutes every player while the screen is locked.
 inline constexpr Key<bool> pauseOnScreenLock{
     .name = "pauseOnScreenLock", .pageDefault = true, .absentValue = false};
+// Pauses a screen's player while ordinary windows hide that screen.
+inline constexpr Key<bool> pauseWhenCovered{
+    .name = "pauseWhenCovered", .pageDefault = true, .absentValue = true};
 // The last request to start at login, whether or not it succeeded.
 inline constexpr Key<bool> launchAtLogin{
     .name = "launchAtLogin", .pageDefault = false, .absentValue = false};

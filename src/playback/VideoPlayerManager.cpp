@@ -103,6 +103,22 @@ void VideoPlayerManager::setIsPlaying(bool playing) {
     Q_EMIT isPlayingChanged(playing);
 }
 
+void VideoPlayerManager::setSuspended(bool suspended) {
+    if (suspended == m_isSuspended)
+        return;
+    m_isSuspended = suspended;
+    if (suspended) {
+        m_playerA->pause();
+        m_playerB->pause();
+    } else if (m_isPlaying && m_currentVideoIndex >= 0) {
+        m_activePlayer->setRate(activeRate());
+    }
+}
+
+double VideoPlayerManager::activeRate() const {
+    return m_isSuspended ? 0.0 : playbackRate(m_preferences);
+}
+
 void VideoPlayerManager::loadPlaylist() {
     PlaylistPersistence& persistence = PlaylistPersistence::forScreen(m_screenId);
     if (const auto playlist = persistence.assignedPlaylist()) {
@@ -132,7 +148,7 @@ void VideoPlayerManager::play() {
         return;
     }
     if (m_currentVideoIndex >= 0)
-        m_activePlayer->setRate(playbackRate(m_preferences));
+        m_activePlayer->setRate(activeRate());
     else
         nextVideo();
     setIsPlaying(true);
@@ -222,8 +238,9 @@ void VideoPlayerManager::transition(Player* newPlayer) {
     m_activePlayer = newPlayer;
     removeTimeObservers(oldPlayer);
     removeEndObservers();
-    // The new player starts even while not playing; the old one plays on to its last frame.
-    newPlayer->setRate(playbackRate(m_preferences));
+    // The new player starts even while not playing (never while suspended); the old one plays
+    // on to its last frame.
+    newPlayer->setRate(activeRate());
     updateDuration();
 
     const QPointer<VideoPlayerManager> self(this);
@@ -318,13 +335,13 @@ void VideoPlayerManager::applySettings(bool atCreation) {
     const bool preventSleep = Settings::preventDisplaySleep.read(m_preferences);
     const bool muted = Settings::audioMuted.read(m_preferences);
     const float volume = storedFloat(m_preferences, Settings::audioVolume);
-    const double rate = playbackRate(m_preferences);
+    const double rate = m_isPlaying ? activeRate() : 0.0;
     for (Player* player : {m_playerA, m_playerB}) {
         player->setPreventsDisplaySleep(preventSleep);
         player->setMuted(muted);
         player->setVolume(double(volume));
         if (!atCreation)
-            player->setRate(m_isPlaying ? rate : 0.0);
+            player->setRate(rate);
     }
 }
 

@@ -55,6 +55,10 @@ public:
     bool isPlaying() const { return m_isPlaying; }
     // The application controller's pause and resume set this directly.
     void setIsPlaying(bool playing);
+    // A pause of the players that leaves isPlaying alone: while suspended the players stay
+    // paused, and lifting it resumes a manager that is still playing where it was.
+    void setSuspended(bool suspended);
+    bool isSuspended() const { return m_isSuspended; }
     double currentTime() const { return m_currentTime; }
     double duration() const { return m_duration; }
     int currentIndex() const { return m_currentIndex; }
@@ -102,6 +106,8 @@ private:
     void handleEndOfVideo();
     void releaseOutgoing();
     void applySettings(bool atCreation);
+    // The rate a playing manager's active player runs at: 0 while suspended.
+    double activeRate() const;
 
     void setCurrentTime(double time);
     void setDuration(double duration);
@@ -118,6 +124,7 @@ private:
 
     QUrl m_currentVideoURL;
     bool m_isPlaying = false;
+    bool m_isSuspended = false;
     double m_currentTime = 0.0;
     double m_duration = 0.0;
     int m_currentIndex = -1;

@@ -9,6 +9,7 @@
 #include "playback/SyncManager.h"
 #include "playback/VideoPlayerManager.h"
 #include "support/TestUtil.h"
+#include "system/CoverageMonitor.h"
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
@@ -16,6 +17,7 @@
 #include "system/SettableClock.h"
 
 #include <QGuiApplication>
+#include <QProcess>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -26,6 +28,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -138,6 +141,8 @@ TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEve
     EXPECT_EQ(m_delegate->displays().size(), 2);
     EXPECT_EQ(m_delegate->primaryPlayerManager(), managers().value(0));
     EXPECT_TRUE(m_delegate->hasKeyEventMonitor());
+    EXPECT_FALSE(m_delegate->canTellCoverage());
+    EXPECT_EQ(m_delegate->coverageUnavailableReason(), u"no EWMH window manager is running"_s);
     testutil::settle();
     EXPECT_FALSE(m_delegate->isPlaying());
     EXPECT_EQ(m_delegate->playingScreenCount(), 0);
@@ -310,6 +315,71 @@ TEST_F(AppDelegateTest, PauseOnBatteryAndLockFollowTheSystem) {
     EXPECT_EQ(m_store.objectForKey(u"audioMuted"_s), QVariant(false));
     Q_EMIT NotificationCenter::instance().screenDidUnlock();
     EXPECT_TRUE(allMuted(false));
+}
+
+TEST_F(AppDelegateTest, MaximizedWindowsPauseTheScreensTheyCoverAlone) {
+    addClips();
+    m_store.set(u"autoPlayOnLaunch"_s, true);
+    launch();
+    ASSERT_TRUE(waitForAllPlaying(true));
+    QProcess windowManager;
+    windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
+    ASSERT_TRUE(windowManager.waitForStarted());
+    EXPECT_TRUE(testutil::waitUntil([this] { return m_delegate->canTellCoverage(); }));
+    // One terminal on each screen.
+    std::array<QProcess, 2> terminals;
+    for (int i = 0; i < 2; ++i) {
+        terminals[i].start(u"xterm"_s, {u"-title"_s, u"covering-%1"_s.arg(i), u"-geometry"_s,
+                                        u"80x24+%1+100"_s.arg(100 + 1920 * i)});
+        ASSERT_TRUE(terminals[i].waitForStarted());
+    }
+    VideoPlayerManager* covered = nullptr;
+    VideoPlayerManager* other = nullptr;
+    for (const auto& controller : m_delegate->desktopWindows()) {
+        const bool under = controller->screen()->geometry().contains(QPoint(100, 100));
+        (under ? covered : other) = controller->playerManager();
+    }
+    ASSERT_TRUE(covered && other);
+    const auto maximized = [](int terminal, const QString& change) {
+        const QString how = change + u",maximized_vert,maximized_horz"_s;
+        return testutil::runProcess(u"wmctrl"_s,
+                                    {u"-r"_s, u"covering-%1"_s.arg(terminal), u"-b"_s, how})
+                   .exitCode == 0;
+    };
+    const auto running = [](VideoPlayerManager* manager) {
+        return manager->activePlayer()->rate() > 0.0;
+    };
+    // Asked again until the terminal is up.
+    EXPECT_TRUE(
+        testutil::waitUntil([&] { return maximized(0, u"add"_s) && covered->isSuspended(); }));
+    EXPECT_EQ(covered->activePlayer()->rate(), 0.0);
+    EXPECT_TRUE(covered->isPlaying()) << "covered, not paused by the user";
+    EXPECT_TRUE(running(other));
+    ASSERT_TRUE(maximized(0, u"remove"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended() && running(covered); }));
+
+    // A pause the user made outlasts the window.
+    ASSERT_TRUE(maximized(0, u"add"_s));
+    ASSERT_TRUE(testutil::waitUntil([&] { return covered->isSuspended(); }));
+    m_delegate->pauseAllPlayback();
+    ASSERT_TRUE(maximized(0, u"remove"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return !covered->isSuspended(); }));
+    EXPECT_FALSE(running(covered));
+
+    // Synchronised, the shared player pauses only once both screens are covered.
+    m_delegate->startAllPlayback();
+    SyncManager::shared().setSyncEnabled(true);
+    VideoPlayerManager* shared = SyncManager::shared().sharedPlayerManager();
+    ASSERT_TRUE(maximized(0, u"add"_s));
+    ASSERT_TRUE(testutil::waitUntil([&] { return shared->isPlaying() && running(shared); }));
+    testutil::waitTimerPeriods(CoverageMonitor::kSettleMs);
+    EXPECT_FALSE(shared->isSuspended());
+    ASSERT_TRUE(maximized(1, u"add"_s));
+    EXPECT_TRUE(testutil::waitUntil([&] { return shared->isSuspended() && !running(shared); }));
+    for (QProcess* process : {&terminals[0], &terminals[1], &windowManager}) {
+        process->terminate();
+        process->waitForFinished();
+    }
 }
 
 } // namespace
