@@ -230,6 +230,42 @@ set_prefs true true
 measure orvanta-sync-two-monitors "$orvanta"
 grep -h "Frames on" "$work/orvanta-sync-two-monitors.log" | sed 's/^/    /'
 
+# Layer shell: the same clip on one 1920x1080 output of a headless sway (pixman renderer; sway
+# refuses to run as root, so it runs as nobody there), the program on the background layer
+# beside a plain mpv window (--vo=wlshm) under the same compositor; the compositor's CPU takes
+# the X server's place in every figure.
+if command -v sway >/dev/null; then
+    sway_dir="$(mktemp -d /tmp/orvanta-bench-sway-XXXXXX)"
+    printf 'xwayland disable\noutput HEADLESS-1 mode 1920x1080\n' >"$sway_dir/config"
+    as_user=()
+    if [[ "$(id -u)" == 0 ]]; then
+        chown nobody: "$sway_dir"
+        as_user=(setpriv --reuid="$(id -u nobody)" --regid="$(id -g nobody)" --clear-groups)
+    fi
+    env -u DISPLAY -u WAYLAND_DISPLAY -u LD_PRELOAD XDG_RUNTIME_DIR="$sway_dir" HOME="$sway_dir" \
+        WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1 WLR_RENDERER=pixman \
+        "${as_user[@]}" sway -c "$sway_dir/config" >"$work/sway.log" 2>&1 &
+    sway_pid=$!
+    for _ in $(seq 100); do
+        [[ -S "$sway_dir/wayland-1" ]] && break
+        sleep 0.1
+    done
+    x_pid="$xserver_pid"
+    xserver_pid="$sway_pid"
+    set_prefs true false
+    (
+        export WAYLAND_DISPLAY="$sway_dir/wayland-1" XDG_SESSION_TYPE=wayland
+        unset DISPLAY QT_QPA_PLATFORM
+        measure mpv-wlshm mpv --no-config --vo=wlshm --ao=null "$clip"
+        measure orvanta-layer-shell "$orvanta"
+    )
+    grep -h "background layer\|Frames on" "$work/orvanta-layer-shell.log" | sed 's/^/    /'
+    xserver_pid="$x_pid"
+    kill "$sway_pid" 2>/dev/null || true
+    wait "$sway_pid" 2>/dev/null || true
+    rm -rf "$sway_dir"
+fi
+
 # CPU of a measured run with the X server's over the same time.
 cpu() { awk '{ c += $1 } END { printf "%.2f", c }' "$work/$1.cpu" "$work/$1.xcpu"; }
 # at_most VALUE ANCHOR RATIO: 1 when VALUE <= RATIO x ANCHOR.
@@ -256,3 +292,10 @@ line "orvanta 1.5 s dissolves, with X server" "$dissolve_cpu" s \
 line "orvanta sync, two monitors, with X" "$(cpu orvanta-sync-two-monitors)" s \
     "orvanta one monitor, with X server" "$orvanta_cpu" s "ratio <= 1.30" \
     "$(at_most "$(cpu orvanta-sync-two-monitors)" "$orvanta_cpu" 1.3)"
+if [[ -s "$work/orvanta-layer-shell.cpu" ]]; then
+    layer_cpu="$(cpu orvanta-layer-shell)"
+    line "orvanta layer shell, with sway" "$layer_cpu" s "mpv --vo=wlshm, with sway" \
+        "$(cpu mpv-wlshm)" s "ratio <= 0.75" "$(at_most "$layer_cpu" "$(cpu mpv-wlshm)" 0.75)"
+    line "orvanta layer shell, with sway" "$layer_cpu" s "orvanta X11, with X server" \
+        "$orvanta_cpu" s "ratio <= 1.30" "$(at_most "$layer_cpu" "$orvanta_cpu" 1.3)"
+fi
