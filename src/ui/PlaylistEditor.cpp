@@ -134,7 +134,6 @@ void PlaylistEditor::watchAssignment() {
 void PlaylistEditor::refreshActive() {
     m_activePlaylistId = currentPersistence().assignedPlaylistId();
     Q_EMIT selectionChanged();
-    Q_EMIT playlistsChanged();
 }
 
 // Playlists
@@ -249,6 +248,7 @@ QString PlaylistEditor::noMatchesText() const {
 void PlaylistEditor::libraryChanged() {
     if (!m_selectedPlaylistId && !m_library.playlists().isEmpty())
         m_selectedPlaylistId = m_library.playlists().first().id;
+    Q_EMIT playlistsChanged();
     refreshActive();
     refresh();
 }
@@ -265,7 +265,6 @@ void PlaylistEditor::selectPlaylist(const QString& playlistId) {
         return;
     m_selectedPlaylistId = id;
     refresh();
-    Q_EMIT playlistsChanged();
 }
 
 void PlaylistEditor::setActive() {

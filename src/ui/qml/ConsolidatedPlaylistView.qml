@@ -124,6 +124,7 @@ Item {
                 Layout.fillWidth: true
                 spacing: 2
                 Label {
+                    Layout.fillWidth: true
                     text: editor.countText
                     font.pixelSize: Theme.headline
                     font.weight: Font.DemiBold
