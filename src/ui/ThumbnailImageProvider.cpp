@@ -5,7 +5,6 @@
 
 #include <QCoreApplication>
 #include <QImage>
-#include <QPointer>
 
 namespace {
 
@@ -50,6 +49,8 @@ public:
         : m_url(url) {}
 
     void start() {
+        // Held by the cache: a request it never answers (it went first) goes with it.
+        setParent(&ThumbnailCache::shared());
         ThumbnailCache::shared().thumbnail(m_url, [this](const QImage& image) {
             Q_EMIT done(image);
             deleteLater();

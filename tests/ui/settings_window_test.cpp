@@ -131,8 +131,8 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
         const QList<QQuickItem*> pictures = shownItems("QQuickImage");
         return videos.size() == 1 && videos.first()->property("filename") == u"a.mp4"_s &&
                std::any_of(pictures.cbegin(), pictures.cend(), [](const QQuickItem* picture) {
-                   return picture->property("source").toString().startsWith(
-                       u"image://thumbnail/"_s);
+                   return picture->property("source").toString().startsWith(u"image://"_s) &&
+                          picture->property("status").toInt() == 1; // Image.Ready
                });
     }));
     QQuickItem* plus = nullptr;

@@ -1,3 +1,4 @@
+import QtQml
 import QtQuick
 import QtQuick.Controls.Fusion
 import QtQuick.Layouts
@@ -211,18 +212,19 @@ Item {
             }
             Item { Layout.fillWidth: true }
             SymbolButton {
+                id: addButton
                 implicitWidth: 30
                 text: "Add videos from Video Folders"
                 symbol: "plus"
                 symbolSize: 16
-                onClicked: addMenu.popup(this, 0, height)
+                onClicked: addMenu.popup(addButton, 0, addButton.height)
                 Menu {
                     id: addMenu
                     MenuItem {
                         text: "All Folders"
                         onTriggered: editor.addFromAllFolders()
                     }
-                    Repeater {
+                    Instantiator {
                         model: editor.folderNames
                         delegate: MenuItem {
                             required property string modelData
@@ -230,21 +232,23 @@ Item {
                             text: modelData
                             onTriggered: editor.addFromFolder(index)
                         }
-                        onItemAdded: (index, item) => addMenu.insertItem(index + 1, item)
-                        onItemRemoved: (index, item) => addMenu.removeItem(item)
+                        onObjectAdded: (index, item) => addMenu.insertItem(index + 1, item)
+                        onObjectRemoved: (index, item) => addMenu.removeItem(item)
                     }
                 }
             }
             SymbolButton {
+                id: optionsButton
                 text: "Options"
                 symbol: "ellipsis.circle"
                 symbolSize: 16
-                onClicked: optionsMenu.popup(this, 0, height)
+                onClicked: optionsMenu.popup(optionsButton, 0, optionsButton.height)
                 Menu {
                     id: optionsMenu
                     Menu {
+                        id: sortMenu
                         title: "Sort By"
-                        Repeater {
+                        Instantiator {
                             model: editor.sortOrders
                             delegate: SymbolMenuItem {
                                 required property var modelData
@@ -253,6 +257,8 @@ Item {
                                                                              : modelData.symbol
                                 onTriggered: editor.setSortOrder(modelData.value)
                             }
+                            onObjectAdded: (index, item) => sortMenu.insertItem(index, item)
+                            onObjectRemoved: (index, item) => sortMenu.removeItem(item)
                         }
                     }
                     MenuSeparator {}

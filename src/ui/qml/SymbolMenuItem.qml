@@ -15,7 +15,6 @@ MenuItem {
     icon.height: 14
     icon.color: !enabled ? Theme.secondaryText
                          : destructive ? Theme.destructive : Theme.primaryText
-    palette.windowText: icon.color
-    palette.buttonText: icon.color
+    palette.text: icon.color
     Accessible.name: text
 }
