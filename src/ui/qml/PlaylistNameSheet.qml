@@ -17,7 +17,9 @@ Dialog {
     modal: true
     width: 320
     padding: 20
-    anchors.centerIn: Overlay.overlay
+    // Centred on the page that holds it.
+    x: Math.round((parent.width - width) / 2)
+    y: Math.round((parent.height - height) / 3)
     closePolicy: Popup.CloseOnEscape
     // The title is drawn in the sheet's own layout.
     header: null
