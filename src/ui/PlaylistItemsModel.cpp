@@ -2,6 +2,42 @@
 
 #include "ui/ThumbnailImageProvider.h"
 
+namespace {
+
+bool sameRows(const QList<PlaylistItem>& a, const QList<PlaylistItem>& b) {
+    return a.size() == b.size() &&
+           std::equal(a.cbegin(), a.cend(), b.cbegin(),
+                      [](const PlaylistItem& x, const PlaylistItem& y) { return x.id == y.id; });
+}
+
+// Where one row went, when that move is all that tells the two orders apart.
+std::optional<std::pair<int, int>> singleMove(const QList<PlaylistItem>& before,
+                                              const QList<PlaylistItem>& after) {
+    if (before.size() != after.size())
+        return std::nullopt;
+    qsizetype first = 0;
+    while (first < before.size() && before[first].id == after[first].id)
+        ++first;
+    if (first == before.size())
+        return std::nullopt;
+    qsizetype last = before.size() - 1;
+    while (before[last].id == after[last].id)
+        --last;
+    bool down = after[last].id == before[first].id;
+    for (qsizetype i = first; down && i < last; ++i)
+        down = after[i].id == before[i + 1].id;
+    if (down)
+        return std::pair{int(first), int(last)};
+    bool up = after[first].id == before[last].id;
+    for (qsizetype i = first + 1; up && i <= last; ++i)
+        up = after[i].id == before[i - 1].id;
+    if (up)
+        return std::pair{int(last), int(first)};
+    return std::nullopt;
+}
+
+} // namespace
+
 PlaylistItemsModel::PlaylistItemsModel(QObject* parent)
     : QAbstractListModel(parent) {
 }
@@ -58,28 +94,37 @@ void PlaylistItemsModel::show(const std::optional<NamedPlaylist>& playlist,
             });
         }
     }
-    const bool sameRows =
-        items.size() == m_items.size() &&
-        std::equal(items.cbegin(), items.cend(), m_items.cbegin(),
-                   [](const PlaylistItem& a, const PlaylistItem& b) { return a.id == b.id; });
-    if (!sameRows) {
-        const bool countChanges = items.size() != m_items.size();
-        beginResetModel();
-        m_items = std::move(items);
-        endResetModel();
-        if (countChanges)
-            Q_EMIT countChanged();
-        return;
+    if (!sameRows(items, m_items)) {
+        // A row dragged elsewhere is told as a move, so the views keep their rows and focus.
+        const std::optional<std::pair<int, int>> move = singleMove(m_items, items);
+        if (!move) {
+            const bool countChanges = items.size() != m_items.size();
+            beginResetModel();
+            m_items = std::move(items);
+            endResetModel();
+            if (countChanges)
+                Q_EMIT countChanged();
+            return;
+        }
+        const auto [from, to] = *move;
+        beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
+        m_items.move(from, to);
+        endMoveRows();
     }
-    // The same rows in the same places: only those whose values changed are redrawn, so the
+    // The same rows in the same places: only the span whose values changed is redrawn, so the
     // rows in sight keep their thumbnails.
+    qsizetype firstChanged = -1;
+    qsizetype lastChanged = -1;
     for (qsizetype row = 0; row < items.size(); ++row) {
         if (items[row] == m_items[row])
             continue;
         m_items[row] = items[row];
-        const QModelIndex changed = index(int(row));
-        Q_EMIT dataChanged(changed, changed);
+        if (firstChanged < 0)
+            firstChanged = row;
+        lastChanged = row;
     }
+    if (firstChanged >= 0)
+        Q_EMIT dataChanged(index(int(firstChanged)), index(int(lastChanged)));
 }
 
 std::optional<PlaylistItem> PlaylistItemsModel::item(int row) const {

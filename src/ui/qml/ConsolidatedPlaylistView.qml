@@ -407,8 +407,13 @@ Item {
                         else
                             event.accepted = false
                     }
-                    Component.onCompleted: if (needsMetadata) editor.loadMetadata(index)
-                    ListView.onReused: if (needsMetadata) editor.loadMetadata(index)
+                    // Rows ask for pictures and data only while the page is shown: the window
+                    // builds every page when it opens.
+                    showsThumbnail: list.visible
+                    readonly property bool wantsMetadata: needsMetadata && list.visible
+                    onWantsMetadataChanged: if (wantsMetadata) editor.loadMetadata(index)
+                    Component.onCompleted: if (wantsMetadata) editor.loadMetadata(index)
+                    ListView.onReused: if (wantsMetadata) editor.loadMetadata(index)
                 }
 
                 // Where the dragged row would land.

@@ -18,6 +18,7 @@ ItemDelegate {
     required property bool needsMetadata
 
     property bool canDrag: false
+    property bool showsThumbnail: true
     // The handle's drag, in the list's coordinates.
     signal dragStarted
     signal dragMoved(real y)
@@ -62,7 +63,7 @@ ItemDelegate {
             Image {
                 id: picture
                 anchors.fill: parent
-                source: row.thumbnail
+                source: row.showsThumbnail ? row.thumbnail : ""
                 sourceSize: Qt.size(128, 72)
                 fillMode: Image.PreserveAspectCrop
                 asynchronous: true
