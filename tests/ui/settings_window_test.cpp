@@ -18,6 +18,7 @@
 #include "ui/VideoPreviewView.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -164,6 +165,33 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
             tab->property("name") == u"Evening"_s && tab->property("isSelected").toBool();
     EXPECT_TRUE(eveningShown);
     PlaylistLibrary::shared().deletePlaylist(PlaylistLibrary::shared().playlists().last().id);
+
+    // Dragging a row by its handle below the last one moves it to the end.
+    QList<PlaylistItem> three;
+    for (const QString& name : {u"x.mp4"_s, u"y.mp4"_s, u"z.mp4"_s}) {
+        ASSERT_TRUE(QFile::copy(dir.filePath(u"clips/a.mp4"_s), dir.filePath(name)));
+        three.append(PlaylistItem::forFile(QUrl::fromLocalFile(dir.filePath(name))));
+    }
+    const NamedPlaylist dragged = PlaylistLibrary::shared().createPlaylist(u"Drag"_s, three);
+    QObject* editor = nullptr;
+    for (QObject* object : window->findChildren<QObject*>()) {
+        if (QByteArray(object->metaObject()->className()).startsWith("PlaylistEditor"))
+            editor = object;
+    }
+    ASSERT_NE(editor, nullptr);
+    editor->setProperty("selectedPlaylistId", dragged.id.toString());
+    ASSERT_TRUE(testutil::waitUntil([] { return shownItems("PlaylistVideoRowView").size() == 3; }));
+    const QList<QQuickItem*> videos = shownItems("PlaylistVideoRowView");
+    const auto at = [](const QQuickItem* row, qreal y) {
+        return row->mapToScene(QPointF(row->width() - 16, y)).toPoint();
+    };
+    QTest::mousePress(window, Qt::LeftButton, {}, at(videos[0], videos[0]->height() / 2));
+    for (const qreal y : {10.0, 30.0, 50.0})
+        QTest::mouseMove(window, at(videos[2], y));
+    QTest::mouseRelease(window, Qt::LeftButton, {}, at(videos[2], 50));
+    EXPECT_EQ(testutil::fileNames(PlaylistLibrary::shared().playlist(dragged.id)->items),
+              (QStringList{u"y.mp4"_s, u"z.mp4"_s, u"x.mp4"_s}));
+    PlaylistLibrary::shared().deletePlaylist(dragged.id);
 
     // The quick controls float at the top of the primary screen, and under a window manager the
     // keyboard stays with the window that had it.
