@@ -60,10 +60,12 @@ PlaylistEditor::PlaylistEditor(Preferences& preferences, PlaylistLibrary& librar
             });
     auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
     if (application) {
-        connect(application, &QGuiApplication::screenAdded, this, &PlaylistEditor::reloadScreens);
-        connect(application, &QGuiApplication::screenRemoved, this, &PlaylistEditor::reloadScreens);
+        // Queued: a screen being removed may still be listed while its signal is delivered.
+        for (const auto signal : {&QGuiApplication::screenAdded, &QGuiApplication::screenRemoved})
+            connect(application, signal, this, &PlaylistEditor::reloadScreens,
+                    Qt::QueuedConnection);
         connect(application, &QGuiApplication::primaryScreenChanged, this,
-                &PlaylistEditor::reloadScreens);
+                &PlaylistEditor::reloadScreens, Qt::QueuedConnection);
     }
     reloadScreens();
     libraryChanged();
