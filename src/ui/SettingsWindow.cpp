@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "ui/QuickControlsWindowController.h"
+#include "ui/ThumbnailImageProvider.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -22,7 +23,7 @@ QPointer<SettingsWindow> SettingsWindow::s_open;
 
 namespace {
 
-constexpr int kPageCount = 3;
+constexpr int kPageCount = 4;
 // Long enough for a page's first frames, previews included.
 constexpr int kCaptureDelayMs = 1500;
 
@@ -40,6 +41,8 @@ SettingsWindow::SettingsWindow()
     : m_engine(std::make_unique<QQmlApplicationEngine>()) {
     registerTypes();
     m_engine->addImportPath(QStringLiteral("qrc:/qt/qml"));
+    m_engine->addImageProvider(QLatin1String(ThumbnailImageProvider::providerId),
+                               new ThumbnailImageProvider);
     m_engine->load(QUrl(QStringLiteral("qrc:/qt/qml/Orvanta/Ui/qml/SettingsWindow.qml")));
     const QList<QObject*> roots = m_engine->rootObjects();
     m_window = roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first());
@@ -129,7 +132,8 @@ void SettingsWindow::captureQuickControls(const QString& folder) {
 }
 
 void SettingsWindow::captureEachPage(const QString& folder, int page) {
-    static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display"};
+    static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display",
+                                                   "playlists"};
     if (page >= kPageCount) {
         captureQuickControls(folder);
         return;

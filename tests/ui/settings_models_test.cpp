@@ -1,15 +1,20 @@
-// The Display and Video Folders pages' models on the user's real store, library and persistence,
-// with a controller that records the reloads they ask for.
+// The Display, Video Folders and Playlists pages' models on the user's real store, library and
+// persistence, with a controller that records the reloads they ask for.
 
+#include "core/NotificationCenter.h"
 #include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
+#include "playback/SyncManager.h"
 #include "support/TestUtil.h"
 #include "ui/DisplaySettings.h"
 #include "ui/FolderListModel.h"
+#include "ui/PlaylistEditor.h"
 #include "ui/SettingsContext.h"
 
 #include <QDir>
+#include <QGuiApplication>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -106,6 +111,110 @@ TEST_F(SettingsModels, FoldersAddAndRemoveWithTheirCount) {
     EXPECT_EQ(folders.count(), 0);
     folders.removeFolder(0);
     EXPECT_EQ(m_controller.reloads, 3);
+}
+
+QList<PlaylistItem> itemsNamed(const QStringList& names) {
+    QList<PlaylistItem> items;
+    for (const QString& name : names)
+        items.append(PlaylistItem::forFile(QUrl::fromLocalFile(u"/videos/"_s + name)));
+    return items;
+}
+
+QStringList shownNames(const PlaylistEditor& editor) {
+    return testutil::fileNames(editor.items()->items());
+}
+
+// "Default" and every attached screen; Set Active writes the edited screen's assignment, the
+// shared one while the screens play in step, and has every screen reload.
+TEST_F(SettingsModels, PlaylistEditorAssignsTheEditedScreen) {
+    PlaylistLibrary& library = PlaylistLibrary::shared();
+    const NamedPlaylist evening = library.createPlaylist(u"Evening"_s, {});
+    PlaylistEditor editor;
+    const QStringList ids = editor.screenIds();
+    ASSERT_EQ(ids.size(), QGuiApplication::screens().size() + 1);
+    EXPECT_EQ(ids.first(), u"default"_s);
+    EXPECT_EQ(editor.screens().first().toMap().value(u"title"_s), u"Default"_s);
+    EXPECT_TRUE(editor.showsScreenStrip());
+    EXPECT_EQ(editor.selectedPlaylistId(),
+              library.playlists().first().id.toString(QUuid::WithoutBraces));
+
+    QSignalSpy reloads(&NotificationCenter::instance(), &NotificationCenter::playlistDidChange);
+    editor.selectScreen(ids[1]);
+    editor.selectPlaylist(evening.id.toString());
+    EXPECT_FALSE(editor.selectedIsActive());
+    editor.setActive();
+    EXPECT_TRUE(editor.selectedIsActive());
+    EXPECT_EQ(PlaylistPersistence::forScreen(ids[1]).assignedPlaylistId(), evening.id);
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), std::nullopt);
+    EXPECT_EQ(reloads.size(), 1);
+
+    SyncManager::shared().setSyncEnabled(true);
+    EXPECT_FALSE(editor.showsScreenStrip());
+    EXPECT_FALSE(editor.selectedIsActive());
+    editor.setActive();
+    EXPECT_EQ(PlaylistPersistence::shared().assignedPlaylistId(), evening.id);
+    SyncManager::shared().setSyncEnabled(false);
+    library.deletePlaylist(evening.id);
+}
+
+// Blank names make nothing, "All Videos" stays, and deleting the shown playlist shows the first.
+TEST_F(SettingsModels, PlaylistEditorCreatesAndDeletesPlaylists) {
+    PlaylistLibrary& library = PlaylistLibrary::shared();
+    const NamedPlaylist all = library.createPlaylist(u"All Videos"_s, {});
+    PlaylistEditor editor;
+    EXPECT_FALSE(editor.isUsableName(u"   "_s));
+    const qsizetype before = library.playlists().size();
+    editor.createPlaylist(u"   "_s);
+    EXPECT_EQ(library.playlists().size(), before);
+    editor.createPlaylist(u" Evening "_s);
+    ASSERT_EQ(library.playlists().size(), before + 1);
+    EXPECT_EQ(library.playlists().last().name, u" Evening "_s);
+    EXPECT_EQ(editor.selectedPlaylistId(),
+              library.playlists().last().id.toString(QUuid::WithoutBraces));
+    EXPECT_EQ(editor.contentState(), u"empty"_s);
+
+    editor.deletePlaylist(all.id.toString());
+    EXPECT_TRUE(library.playlist(all.id).has_value());
+    editor.deletePlaylist(editor.selectedPlaylistId());
+    EXPECT_EQ(library.playlists().size(), before);
+    EXPECT_EQ(editor.selectedPlaylistId(),
+              library.playlists().first().id.toString(QUuid::WithoutBraces));
+    library.deletePlaylist(all.id);
+}
+
+// Searching ignores case; a drag makes the shown order the manual one, numbered from 0.
+TEST_F(SettingsModels, PlaylistEditorSearchesAndReorders) {
+    PlaylistLibrary& library = PlaylistLibrary::shared();
+    NamedPlaylist clips =
+        library.createPlaylist(u"Clips"_s, itemsNamed({u"c.mp4"_s, u"holiday.mov"_s, u"a.mp4"_s}));
+    clips.sortOrder = PlaylistSortOrder::Name;
+    library.updatePlaylist(clips);
+    PlaylistEditor editor;
+    editor.selectPlaylist(clips.id.toString());
+    EXPECT_EQ(shownNames(editor), (QStringList{u"a.mp4"_s, u"c.mp4"_s, u"holiday.mov"_s}));
+
+    editor.setSearchText(u"MOV"_s);
+    EXPECT_EQ(shownNames(editor), QStringList{u"holiday.mov"_s});
+    EXPECT_FALSE(editor.canReorder());
+    editor.setSearchText(u"xyz"_s);
+    EXPECT_EQ(editor.contentState(), u"noMatches"_s);
+    EXPECT_EQ(editor.noMatchesText(), u"No matches for \"xyz\""_s);
+    editor.setSearchText({});
+
+    editor.moveItem(2, 0);
+    const NamedPlaylist moved = *library.playlist(clips.id);
+    EXPECT_EQ(moved.sortOrder, PlaylistSortOrder::Manual);
+    EXPECT_EQ(testutil::fileNames(moved.items),
+              (QStringList{u"holiday.mov"_s, u"a.mp4"_s, u"c.mp4"_s}));
+    for (qsizetype i = 0; i < moved.items.size(); ++i)
+        EXPECT_EQ(moved.items[i].customOrder, i);
+    EXPECT_EQ(shownNames(editor), testutil::fileNames(moved.items));
+
+    editor.toggleItem(0);
+    EXPECT_EQ(editor.countText(), u"2 videos"_s);
+    EXPECT_TRUE(
+        editor.items()->data(editor.items()->index(0), PlaylistItemsModel::ExcludedRole).toBool());
+    library.deletePlaylist(clips.id);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "core/Preferences.h"
 #include "library/FolderBookmarkManager.h"
+#include "library/PlaylistLibrary.h"
 #include "playback/DesktopWindow.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/SyncManager.h"
@@ -17,10 +18,12 @@
 #include "ui/VideoPreviewView.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -74,7 +77,8 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     QStringList rows;
     for (const QQuickItem* row : shownItems("SidebarRow"))
         rows.append(row->property("title").toString());
-    EXPECT_EQ(rows, (QStringList{u"Now Playing"_s, u"Video Folders"_s, u"Display"_s}));
+    EXPECT_EQ(rows,
+              (QStringList{u"Now Playing"_s, u"Playlists"_s, u"Video Folders"_s, u"Display"_s}));
     ASSERT_TRUE(testutil::waitUntil([] { return shownItems("DisplayCard").size() == 2; }));
     // Each card's preview is one more surface of its screen's own player, and it draws.
     const QList<QQuickItem*> previews = shownItems("VideoPreviewView");
@@ -119,6 +123,75 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     FolderBookmarkManager folders(store);
     folders.loadBookmarks();
     EXPECT_EQ(folders.folderURLs().size(), 2);
+
+    // The Playlists page shows the folder's clip with its thumbnail, and a playlist made by
+    // typing its name into the sheet is shown at once.
+    window->setProperty("currentPage", 3);
+    ASSERT_TRUE(testutil::waitUntil([] {
+        const QList<QQuickItem*> videos = shownItems("PlaylistVideoRowView");
+        const QList<QQuickItem*> pictures = shownItems("QQuickImage");
+        return videos.size() == 1 && videos.first()->property("filename") == u"a.mp4"_s &&
+               std::any_of(pictures.cbegin(), pictures.cend(), [](const QQuickItem* picture) {
+                   return picture->property("source").toString().startsWith(u"image://"_s) &&
+                          picture->property("status").toInt() == 1; // Image.Ready
+               });
+    }));
+    QQuickItem* plus = nullptr;
+    for (QQuickItem* button : shownItems("SymbolButton")) {
+        if (button->property("text") == u"Create new playlist"_s)
+            plus = button;
+    }
+    ASSERT_NE(plus, nullptr);
+    QTest::mouseClick(window, Qt::LeftButton, {},
+                      plus->mapToScene(QPointF(plus->width() / 2, plus->height() / 2)).toPoint());
+    // The sheets are popups, held by the page rather than drawn in its item tree.
+    const auto sheetOpen = [window] {
+        const QList<QObject*> objects = window->findChildren<QObject*>();
+        return std::any_of(objects.cbegin(), objects.cend(), [](const QObject* object) {
+            return QByteArray(object->metaObject()->className()).startsWith("PlaylistNameSheet") &&
+                   object->property("opened").toBool();
+        });
+    };
+    ASSERT_TRUE(testutil::waitUntil(sheetOpen));
+    for (const char key : QByteArrayLiteral("Evening"))
+        QTest::keyClick(window, key);
+    QTest::keyClick(window, Qt::Key_Return);
+    ASSERT_TRUE(testutil::waitUntil([&] {
+        return PlaylistLibrary::shared().playlists().last().name == u"Evening"_s && !sheetOpen();
+    }));
+    bool eveningShown = false;
+    for (const QQuickItem* tab : shownItems("PlaylistTab"))
+        eveningShown |=
+            tab->property("name") == u"Evening"_s && tab->property("isSelected").toBool();
+    EXPECT_TRUE(eveningShown);
+    PlaylistLibrary::shared().deletePlaylist(PlaylistLibrary::shared().playlists().last().id);
+
+    // Dragging a row by its handle below the last one moves it to the end.
+    QList<PlaylistItem> three;
+    for (const QString& name : {u"x.mp4"_s, u"y.mp4"_s, u"z.mp4"_s}) {
+        ASSERT_TRUE(QFile::copy(dir.filePath(u"clips/a.mp4"_s), dir.filePath(name)));
+        three.append(PlaylistItem::forFile(QUrl::fromLocalFile(dir.filePath(name))));
+    }
+    const NamedPlaylist dragged = PlaylistLibrary::shared().createPlaylist(u"Drag"_s, three);
+    QObject* editor = nullptr;
+    for (QObject* object : window->findChildren<QObject*>()) {
+        if (QByteArray(object->metaObject()->className()).startsWith("PlaylistEditor"))
+            editor = object;
+    }
+    ASSERT_NE(editor, nullptr);
+    editor->setProperty("selectedPlaylistId", dragged.id.toString());
+    ASSERT_TRUE(testutil::waitUntil([] { return shownItems("PlaylistVideoRowView").size() == 3; }));
+    const QList<QQuickItem*> videos = shownItems("PlaylistVideoRowView");
+    const auto at = [](const QQuickItem* row, qreal y) {
+        return row->mapToScene(QPointF(row->width() - 16, y)).toPoint();
+    };
+    QTest::mousePress(window, Qt::LeftButton, {}, at(videos[0], videos[0]->height() / 2));
+    for (const qreal y : {10.0, 30.0, 50.0})
+        QTest::mouseMove(window, at(videos[2], y));
+    QTest::mouseRelease(window, Qt::LeftButton, {}, at(videos[2], 50));
+    EXPECT_EQ(testutil::fileNames(PlaylistLibrary::shared().playlist(dragged.id)->items),
+              (QStringList{u"y.mp4"_s, u"z.mp4"_s, u"x.mp4"_s}));
+    PlaylistLibrary::shared().deletePlaylist(dragged.id);
 
     // The quick controls float at the top of the primary screen, and under a window manager the
     // keyboard stays with the window that had it.

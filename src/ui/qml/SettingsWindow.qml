@@ -102,7 +102,7 @@ ApplicationWindow {
             NowPlayingView {}
             SourceFoldersView {}
             DisplaySettingsView {}
-            Item {} // Playlists
+            ConsolidatedPlaylistView {}
             Item {} // Advanced
         }
     }

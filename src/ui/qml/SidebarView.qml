@@ -12,7 +12,7 @@ Rectangle {
     // Rows whose page is not built yet are left out, and so is a section left without rows.
     readonly property var sections: [
         { title: "", rows: [{ page: 0, title: "Now Playing", symbol: "play.rectangle.fill" }] },
-        { title: "Library", rows: [] },
+        { title: "Library", rows: [{ page: 3, title: "Playlists", symbol: "music.note.list" }] },
         { title: "Sources", rows: [{ page: 1, title: "Video Folders", symbol: "folder" }] },
         { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] },
         { title: "Settings", rows: [] }
