@@ -28,6 +28,8 @@
 #include <QVariantMap>
 #include <QWindow>
 
+#include <algorithm>
+
 QPointer<AppDelegate> AppDelegate::s_shared;
 
 namespace {
@@ -369,6 +371,14 @@ void AppDelegate::rebuildDesktopWindows() {
 }
 
 void AppDelegate::reloadAllPlaylists() {
+    // A change that leaves every queue as it is (a video's duration or size learnt, another
+    // playlist edited) does not interrupt what plays.
+    const QList<VideoPlayerManager*> managers = distinctManagers();
+    if (!managers.isEmpty() && !m_awaitingVideos &&
+        std::none_of(managers.begin(), managers.end(), [](const VideoPlayerManager* manager) {
+            return manager->queueSourceChanged();
+        }))
+        return;
     const bool wasPlaying = m_isPlaying || m_awaitingVideos;
     stopAllPlayback();
     for (VideoPlayerManager* manager : distinctManagers())
@@ -499,9 +509,9 @@ QList<AppDelegate::Display> AppDelegate::displays() const {
 QVariantList AppDelegate::displayList() const {
     QVariantList list;
     for (const Display& display : displays()) {
-        list.append(QVariantMap{{QStringLiteral("screenName"), display.screenName},
-                                {QStringLiteral("manager"),
-                                 QVariant::fromValue<QObject*>(display.manager)}});
+        list.append(QVariantMap{
+            {QStringLiteral("screenName"), display.screenName},
+            {QStringLiteral("manager"), QVariant::fromValue<QObject*>(display.manager)}});
     }
     return list;
 }

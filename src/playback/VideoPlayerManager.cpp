@@ -4,6 +4,7 @@
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
 #include "library/FolderBookmarkManager.h"
+#include "library/NamedPlaylist.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/PlaylistManager.h"
 
@@ -119,9 +120,30 @@ double VideoPlayerManager::activeRate() const {
     return m_isSuspended ? 0.0 : playbackRate(m_preferences);
 }
 
+namespace {
+
+// The assigned playlist's identity, switches and playable files, in its order.
+QStringList queueSourceOf(const NamedPlaylist& playlist) {
+    QStringList source{playlist.id.toString(),
+                       QLatin1String(playlist.shuffleEnabled ? "shuffle" : ""),
+                       QLatin1String(playlist.loopEnabled ? "loop" : "")};
+    for (const QUrl& url : playlist.playableURLs())
+        source << url.toString();
+    return source;
+}
+
+} // namespace
+
+bool VideoPlayerManager::queueSourceChanged() const {
+    const auto playlist = PlaylistPersistence::forScreen(m_screenId).assignedPlaylist();
+    return m_loadedSource.isEmpty() || !playlist || queueSourceOf(*playlist) != m_loadedSource;
+}
+
 void VideoPlayerManager::loadPlaylist() {
     PlaylistPersistence& persistence = PlaylistPersistence::forScreen(m_screenId);
+    m_loadedSource.clear();
     if (const auto playlist = persistence.assignedPlaylist()) {
+        m_loadedSource = queueSourceOf(*playlist);
         m_playlistManager->setUsingNamedPlaylist(true);
         QList<QUrl> urls = playlist->playableURLs();
         if (playlist->shuffleEnabled)

@@ -71,6 +71,10 @@ public:
     bool hasEarlyAdvance() const { return m_timeObserverToken.has_value(); }
 
     void loadPlaylist();
+    // Whether loadPlaylist() would load something else than it last did: another assigned
+    // playlist, other files or another order of them, shuffle or loop switched. A queue from the
+    // folders always counts as changed.
+    bool queueSourceChanged() const;
     void play();
     void stop();
     void nextVideo();
@@ -115,6 +119,7 @@ private:
     void setTotalVideoCount(int count);
 
     QString m_screenId;
+    QStringList m_loadedSource;
     Player* m_playerA = nullptr;
     Player* m_playerB = nullptr;
     Player* m_activePlayer = nullptr;
