@@ -132,7 +132,7 @@ protected:
     std::unique_ptr<AppDelegate> m_delegate;
 };
 
-TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEverything) {
+TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesWaitsForTheFirstVideosAndQuittingClosesEverything) {
     m_store.set(u"autoPlayOnLaunch"_s, true);
     EXPECT_EQ(AppDelegate::shared(), nullptr);
     launch();
@@ -146,6 +146,10 @@ TEST_F(AppDelegateTest, AutoPlayWithEmptyQueuesStartsNothingAndQuittingClosesEve
     testutil::settle();
     EXPECT_FALSE(m_delegate->isPlaying());
     EXPECT_EQ(m_delegate->playingScreenCount(), 0);
+    // The first folder added then plays at once.
+    addClips();
+    m_delegate->reloadAllPlaylists();
+    EXPECT_TRUE(waitForAllPlaying(true));
 
     m_delegate->applicationWillTerminate();
     EXPECT_FALSE(m_delegate->hasKeyEventMonitor());
