@@ -375,9 +375,8 @@ void AppDelegate::reloadAllPlaylists() {
     // playlist edited) does not interrupt what plays.
     const QList<VideoPlayerManager*> managers = distinctManagers();
     if (!managers.isEmpty() && !m_awaitingVideos &&
-        std::none_of(managers.begin(), managers.end(), [](const VideoPlayerManager* manager) {
-            return manager->queueSourceChanged();
-        }))
+        std::none_of(managers.begin(), managers.end(),
+                     [](VideoPlayerManager* manager) { return manager->queueSourceChanged(); }))
         return;
     const bool wasPlaying = m_isPlaying || m_awaitingVideos;
     stopAllPlayback();

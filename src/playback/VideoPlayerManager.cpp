@@ -122,28 +122,40 @@ double VideoPlayerManager::activeRate() const {
 
 namespace {
 
-// The assigned playlist's identity, switches and playable files, in its order.
-QStringList queueSourceOf(const NamedPlaylist& playlist) {
-    QStringList source{playlist.id.toString(),
-                       QLatin1String(playlist.shuffleEnabled ? "shuffle" : ""),
-                       QLatin1String(playlist.loopEnabled ? "loop" : "")};
-    for (const QUrl& url : playlist.playableURLs())
+QStringList withURLs(QStringList source, const QList<QUrl>& urls) {
+    for (const QUrl& url : urls)
         source << url.toString();
     return source;
 }
 
 } // namespace
 
-bool VideoPlayerManager::queueSourceChanged() const {
-    const auto playlist = PlaylistPersistence::forScreen(m_screenId).assignedPlaylist();
-    return m_loadedSource.isEmpty() || !playlist || queueSourceOf(*playlist) != m_loadedSource;
+QStringList VideoPlayerManager::queueSource() {
+    PlaylistPersistence& persistence = PlaylistPersistence::forScreen(m_screenId);
+    if (const auto playlist = persistence.assignedPlaylist()) {
+        return withURLs({playlist->id.toString(),
+                         QLatin1String(playlist->shuffleEnabled ? "shuffle" : ""),
+                         QLatin1String(playlist->loopEnabled ? "loop" : "")},
+                        playlist->playableURLs());
+    }
+    // From the folders: what they hold, and what this screen plays of it in which order.
+    m_folderManager->loadBookmarks();
+    return withURLs(withURLs({QStringLiteral("folders"),
+                              QLatin1String(persistence.shuffleEnabled() ? "shuffle" : ""),
+                              QLatin1String(persistence.loopEnabled() ? "loop" : "")},
+                             m_folderManager->loadVideos())
+                        << QStringLiteral("playing"),
+                    persistence.playableURLs());
+}
+
+bool VideoPlayerManager::queueSourceChanged() {
+    return m_loadedSource.isEmpty() || queueSource() != m_loadedSource;
 }
 
 void VideoPlayerManager::loadPlaylist() {
     PlaylistPersistence& persistence = PlaylistPersistence::forScreen(m_screenId);
-    m_loadedSource.clear();
     if (const auto playlist = persistence.assignedPlaylist()) {
-        m_loadedSource = queueSourceOf(*playlist);
+        m_loadedSource = queueSource();
         m_playlistManager->setUsingNamedPlaylist(true);
         QList<QUrl> urls = playlist->playableURLs();
         if (playlist->shuffleEnabled)
@@ -159,6 +171,7 @@ void VideoPlayerManager::loadPlaylist() {
     m_folderManager->loadBookmarks();
     const QList<QUrl> urls = m_folderManager->loadVideos();
     m_playlistManager->setVideos(urls);
+    m_loadedSource = queueSource();
     m_currentVideoIndex = -1;
     setTotalVideoCount(int(m_playlistManager->videoURLs().size()));
     qCInfo(lcPlayback, "Loaded %d videos from folders", int(urls.size()));

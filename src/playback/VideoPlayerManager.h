@@ -72,9 +72,8 @@ public:
 
     void loadPlaylist();
     // Whether loadPlaylist() would load something else than it last did: another assigned
-    // playlist, other files or another order of them, shuffle or loop switched. A queue from the
-    // folders always counts as changed.
-    bool queueSourceChanged() const;
+    // playlist, other files or another order of them, shuffle or loop switched.
+    bool queueSourceChanged();
     void play();
     void stop();
     void nextVideo();
@@ -120,6 +119,8 @@ private:
 
     QString m_screenId;
     QStringList m_loadedSource;
+
+    QStringList queueSource();
     Player* m_playerA = nullptr;
     Player* m_playerB = nullptr;
     Player* m_activePlayer = nullptr;

@@ -2,10 +2,11 @@
 """Drives a running program through its accessibility tree (AT-SPI), as a screen reader or a
 person with a keyboard would reach it.
 
-    atspi_drive.py APP COMMAND [NAME] [ROLE]
+    atspi_drive.py APP COMMAND [NAME] [ROLE] [INDEX]
 
 APP is the application's accessible name. NAME picks the first showing object with that exact
-accessible name (and role, such as "push button" or "check box", when given). Commands:
+accessible name (and role, such as "push button" or "check box", when given; "" for any), or the
+INDEX-th of them counting from 0. Commands:
 
     click      brings the object into view and clicks its middle with the pointer (xdotool)
     press      performs the object's "Press" (or "Toggle", "Click") action
@@ -47,10 +48,12 @@ def walk(accessible):
         yield from walk(child)
 
 
-def find(app, name, role):
+def find(app, name, role, index):
     for accessible in walk(app):
-        if accessible.name == name and (role is None or accessible.getRoleName() == role):
-            return accessible
+        if accessible.name == name and (not role or accessible.getRoleName() == role):
+            if index == 0:
+                return accessible
+            index -= 1
     return None
 
 
@@ -84,7 +87,8 @@ def main(argv):
         return 0
     name = argv[3]
     role = argv[4] if len(argv) > 4 else None
-    target = find(app, name, role)
+    index = int(argv[5]) if len(argv) > 5 else 0
+    target = find(app, name, role, index)
     if target is None:
         print("nothing showing named " + repr(name) + (" (" + role + ")" if role else ""),
               file=sys.stderr)
