@@ -3,6 +3,7 @@
 // the desktop.
 
 #include "core/Preferences.h"
+#include "library/FolderBookmarkManager.h"
 #include "support/RunningOrvanta.h"
 #include "support/TestUtil.h"
 
@@ -148,6 +149,65 @@ TEST(SettingsWindowAsAPersonUsesIt, AddsAFolderSyncsTheScreensAndPicksATransitio
     const testutil::ProcessResult again = testutil::runProcess(QStringLiteral(ORVANTA_BIN), {});
     EXPECT_EQ(again.exitCode, 0) << again.err.toStdString();
     EXPECT_TRUE(act(u"exists"_s, u"Orvanta"_s, u"frame"_s));
+
+    EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
+    windowManager.terminate();
+    windowManager.waitForFinished();
+}
+
+// Two clips, blue.mp4 and red.mp4, play on both monitors from "All Videos"; a playlist made in
+// the editor that leaves blue out, made active on the second monitor, changes that one alone.
+TEST(SettingsWindowAsAPersonUsesIt, MakesAPlaylistForOneMonitorAndLeavesTheOtherAlone) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    for (const QString& colour : {u"blue"_s, u"red"_s}) {
+        testutil::ClipSpec clip;
+        clip.source = u"color=c="_s + colour;
+        clip.seconds = 20;
+        ASSERT_TRUE(testutil::encodeClip(dir.filePath(u"clips/%1.mp4"_s.arg(colour)), clip));
+    }
+    {
+        Preferences store(dir.filePath(u"config/orvanta/preferences.sqlite3"_s));
+        ASSERT_TRUE(
+            FolderBookmarkManager(store).addFolder(QUrl::fromLocalFile(dir.filePath(u"clips"_s))));
+    }
+    QProcess windowManager;
+    windowManager.start(u"openbox"_s, {u"--sm-disable"_s});
+    ASSERT_TRUE(windowManager.waitForStarted());
+    RunningOrvanta orvanta(dir.path());
+    orvanta.environment().insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
+    ASSERT_TRUE(orvanta.start());
+    ASSERT_TRUE(orvanta.readUntil("Settings window drawn")) << orvanta.output().constData();
+    ASSERT_TRUE(testutil::waitUntil(
+        [] { return desktopColour(0) == u"blue"_s && desktopColour(1) == u"blue"_s; }, 30000))
+        << desktopColour(0).toStdString() << " " << desktopColour(1).toStdString();
+
+    // A new playlist: named in its sheet, filled from every folder, blue left out.
+    ASSERT_TRUE(act(u"click"_s, u"Playlists"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Create new playlist"_s));
+    ASSERT_TRUE(act(u"exists"_s, u"New Playlist"_s, u"dialog"_s));
+    testutil::runProcess(u"xdotool"_s, {u"type"_s, u"Reds"_s});
+    key(u"Return"_s);
+    ASSERT_TRUE(act(u"exists"_s, u"Reds"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Add videos from Video Folders"_s));
+    ASSERT_TRUE(act(u"click"_s, u"All Folders"_s));
+    ASSERT_TRUE(act(u"exists"_s, u"red.mp4"_s, u"list item"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Exclude from playlist"_s, u"push button"_s)); // blue, the first
+    ASSERT_TRUE(act(u"exists"_s, u"Include in playlist"_s, u"push button"_s));
+    // A search narrows the list to what matches.
+    ASSERT_TRUE(act(u"click"_s, u"Search"_s, u"text"_s));
+    testutil::runProcess(u"xdotool"_s, {u"type"_s, u"RED"_s});
+    EXPECT_TRUE(testutil::waitUntil([] { return !showing(u"blue.mp4"_s, u"list item"_s); }));
+    EXPECT_TRUE(showing(u"red.mp4"_s, u"list item"_s));
+
+    // Made active on the second monitor, it plays there; the first plays on.
+    ASSERT_TRUE(act(u"click"_s, u"DP-2"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Set Active"_s));
+    EXPECT_TRUE(testutil::waitUntil(
+        [] { return desktopColour(0) == u"blue"_s && desktopColour(1) == u"red"_s; }, 30000))
+        << desktopColour(0).toStdString() << " " << desktopColour(1).toStdString();
+    EXPECT_TRUE(orvanta.readUntil("Loaded 1 videos from playlist 'Reds'"))
+        << orvanta.output().constData();
 
     EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
     windowManager.terminate();
