@@ -41,6 +41,20 @@ void collectShown(QQuickItem* item, const char* typeName, QList<QQuickItem*>* fo
         collectShown(child, typeName, found);
 }
 
+// The first object of that QML type held by the item or the items in it.
+QObject* findInItems(QQuickItem* item, const char* typeName) {
+    for (QObject* child : item->children()) {
+        if (QByteArray(child->metaObject()->className()).startsWith(typeName))
+            return child;
+    }
+    const QList<QQuickItem*> children = item->childItems();
+    for (QQuickItem* child : children) {
+        if (QObject* found = findInItems(child, typeName))
+            return found;
+    }
+    return nullptr;
+}
+
 // The visible items of the open window whose QML type is named typeName, in drawing order.
 QList<QQuickItem*> shownItems(const char* typeName) {
     QList<QQuickItem*> found;
@@ -108,11 +122,7 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
 
     // A folder chosen in the folder chooser joins the stored ones.
     window->setProperty("currentPage", 1);
-    QObject* chooser = nullptr;
-    for (QObject* object : window->findChildren<QObject*>()) {
-        if (QByteArray(object->metaObject()->className()).startsWith("QQuickFolderDialog"))
-            chooser = object;
-    }
+    QObject* chooser = findInItems(window->contentItem(), "QQuickFolderDialog");
     ASSERT_NE(chooser, nullptr);
     QMetaObject::invokeMethod(chooser, "open");
     EXPECT_TRUE(testutil::waitUntil([&] { return chooser->property("visible").toBool(); }));
@@ -146,11 +156,8 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
                       plus->mapToScene(QPointF(plus->width() / 2, plus->height() / 2)).toPoint());
     // The sheets are popups, held by the page rather than drawn in its item tree.
     const auto sheetOpen = [window] {
-        const QList<QObject*> objects = window->findChildren<QObject*>();
-        return std::any_of(objects.cbegin(), objects.cend(), [](const QObject* object) {
-            return QByteArray(object->metaObject()->className()).startsWith("PlaylistNameSheet") &&
-                   object->property("opened").toBool();
-        });
+        const QObject* sheet = findInItems(window->contentItem(), "PlaylistNameSheet");
+        return sheet && sheet->property("opened").toBool();
     };
     ASSERT_TRUE(testutil::waitUntil(sheetOpen));
     for (const char key : QByteArrayLiteral("Evening"))
@@ -173,11 +180,7 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
         three.append(PlaylistItem::forFile(QUrl::fromLocalFile(dir.filePath(name))));
     }
     const NamedPlaylist dragged = PlaylistLibrary::shared().createPlaylist(u"Drag"_s, three);
-    QObject* editor = nullptr;
-    for (QObject* object : window->findChildren<QObject*>()) {
-        if (QByteArray(object->metaObject()->className()).startsWith("PlaylistEditor"))
-            editor = object;
-    }
+    QObject* editor = findInItems(window->contentItem(), "PlaylistEditor");
     ASSERT_NE(editor, nullptr);
     editor->setProperty("selectedPlaylistId", dragged.id.toString());
     ASSERT_TRUE(testutil::waitUntil([] { return shownItems("PlaylistVideoRowView").size() == 3; }));

@@ -95,15 +95,38 @@ ApplicationWindow {
             color: Theme.separator
         }
         StackLayout {
+            id: pages
             Layout.fillWidth: true
             Layout.fillHeight: true
             currentIndex: window.currentPage
 
-            NowPlayingView {}
-            SourceFoldersView {}
-            DisplaySettingsView {}
-            ConsolidatedPlaylistView {}
-            Item {} // Advanced
+            // A page is made the first time it is shown and then kept while the window lives:
+            // the window opens with Now Playing alone, sooner and lighter.
+            Repeater {
+                model: [nowPlayingPage, foldersPage, displayPage, playlistsPage, advancedPage]
+                delegate: Loader {
+                    id: page
+                    required property int index
+                    required property Component modelData
+                    function makeWhenShown() {
+                        if (pages.currentIndex === index)
+                            active = true;
+                    }
+                    active: false
+                    sourceComponent: modelData
+                    Component.onCompleted: makeWhenShown()
+                    Connections {
+                        target: pages
+                        function onCurrentIndexChanged() { page.makeWhenShown() }
+                    }
+                }
+            }
         }
     }
+
+    Component { id: nowPlayingPage; NowPlayingView {} }
+    Component { id: foldersPage; SourceFoldersView {} }
+    Component { id: displayPage; DisplaySettingsView {} }
+    Component { id: playlistsPage; ConsolidatedPlaylistView {} }
+    Component { id: advancedPage; Item {} }
 }
