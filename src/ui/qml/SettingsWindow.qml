@@ -103,7 +103,7 @@ ApplicationWindow {
             SourceFoldersView {}
             DisplaySettingsView {}
             Item {} // Playlists
-            Item {} // Advanced
+            AdvancedSettingsView {}
         }
     }
 }

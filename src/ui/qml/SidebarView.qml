@@ -15,7 +15,7 @@ Rectangle {
         { title: "Library", rows: [] },
         { title: "Sources", rows: [{ page: 1, title: "Video Folders", symbol: "folder" }] },
         { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] },
-        { title: "Settings", rows: [] }
+        { title: "Settings", rows: [{ page: 4, title: "Advanced", symbol: "gearshape.2" }] }
     ]
 
     color: Theme.sidebar
