@@ -111,6 +111,7 @@ ScrollView {
                 Layout.fillWidth: true
                 text: "Enable Global Hotkeys"
                 enabled: settings.hasAccessibilityPermission
+                palette.windowText: enabled ? Theme.primaryText : Theme.secondaryText
                 checked: settings.hotkeysEnabled
                 onToggled: settings.hotkeysEnabled = checked
             }
@@ -160,8 +161,9 @@ ScrollView {
                 ColumnLayout {
                     Layout.fillWidth: true
                     spacing: 2
-                    Label { text: "Thumbnail Cache" }
+                    Label { text: "Thumbnail Cache"; Layout.fillWidth: true }
                     Label {
+                        Layout.fillWidth: true
                         text: settings.storageText
                         color: Theme.secondaryText
                     }
@@ -170,6 +172,7 @@ ScrollView {
                     text: "Clear"
                     // "0 items" beside it says why it is disabled.
                     enabled: settings.canClearCache
+                    palette.buttonText: enabled ? Theme.primaryText : Theme.secondaryText
                     onClicked: settings.clearCache()
                 }
             }

@@ -53,15 +53,11 @@ ColumnLayout {
         Label { text: "Modifiers:"; color: Theme.secondaryText }
         Repeater {
             model: row.modifierKeys
-            delegate: Button {
+            delegate: ToggleButton {
                 required property var modelData
+                Layout.preferredWidth: 56
                 text: modelData.name
-                font.pixelSize: Theme.title3
-                // Checked follows the row's modifiers; a press asks it to flip.
                 checked: (row.modifiers & modelData.flag) !== 0
-                Accessible.name: modelData.name
-                Accessible.checkable: true
-                Accessible.checked: checked
                 onClicked: row.setModifier(modelData.flag, !checked)
             }
         }

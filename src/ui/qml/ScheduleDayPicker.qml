@@ -17,15 +17,11 @@ RowLayout {
     Label { text: "Days"; Layout.fillWidth: true }
     Repeater {
         model: 7
-        delegate: Button {
+        delegate: ToggleButton {
             required property int index
             Layout.preferredWidth: 42
             text: picker.days[index]
-            // Checked follows the schedule rather than the press: a press asks it to flip.
             checked: picker.enabledDays.indexOf(index) >= 0
-            Accessible.name: text
-            Accessible.checkable: true
-            Accessible.checked: checked
             onClicked: picker.dayToggled(index)
         }
     }
