@@ -17,6 +17,7 @@
 #include "system/MediaKeyHandler.h"
 #include "system/PowerManager.h"
 #include "system/ScheduleManager.h"
+#include "ui/HotkeyRecorder.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -63,11 +64,14 @@ QPalette darkPalette() {
     return palette;
 }
 
-// Whether the object that receives the window's key events takes text: a text field being
+// Whether the object that receives the window's key events takes them all: a text field being
 // edited gets every key, shortcuts included.
-bool takesTextInput(QObject* focusObject) {
+bool takesEveryKey(QObject* focusObject) {
     if (!focusObject)
         return false;
+    // A hotkey row waiting for its key takes any key, Space included.
+    if (const auto* recorder = qobject_cast<const HotkeyRecorder*>(focusObject))
+        return recorder->isRecording();
     QInputMethodQueryEvent query(Qt::ImEnabled);
     QCoreApplication::sendEvent(focusObject, &query);
     return query.value(Qt::ImEnabled).toBool();
@@ -544,7 +548,7 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
         return false;
     // An open menu's keys are the menu's: Space there chooses the highlighted item.
     const auto* window = static_cast<QWindow*>(watched);
-    if (window->type() == Qt::Popup || takesTextInput(window->focusObject()))
+    if (window->type() == Qt::Popup || takesEveryKey(window->focusObject()))
         return false;
     const auto* key = static_cast<QKeyEvent*>(event);
     // Only Control is tested; Ctrl+Alt+Right advances too.

@@ -6,7 +6,6 @@
 #include "playback/VideoPlayerManager.h"
 #include "system/SupportInfoExporter.h"
 
-#include <QClipboard>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -37,10 +36,4 @@ QString SupportInfoCollector::report() {
     }
     facts.videoTypes = VideoFileTypes::playableMimeTypes();
     return SupportInfoExporter::generateReport(Preferences::standard(), facts);
-}
-
-void SupportInfoCollector::copyToClipboard() {
-    QClipboard* clipboard = QGuiApplication::clipboard();
-    clipboard->clear();
-    clipboard->setText(report());
 }

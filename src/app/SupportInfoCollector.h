@@ -7,6 +7,4 @@
 class SupportInfoCollector {
 public:
     static QString report();
-    // Puts the report on the clipboard, as the settings page's button does.
-    static void copyToClipboard();
 };

@@ -10,12 +10,16 @@
 #include "core/Preferences.h"
 #include "core/SettingsCatalogue.h"
 #include "library/PlaylistLibrary.h"
+#include "library/ThumbnailCache.h"
 #include "playback/DesktopVideoView.h"
 #include "playback/DesktopWindowController.h"
 #include "playback/Player.h"
 #include "playback/SyncManager.h"
 #include "playback/VideoRenderer.h"
 #include "playback/VideoSurface.h"
+#include "system/HotkeyManager.h"
+#include "system/LaunchAtLoginManager.h"
+#include "system/ScheduleManager.h"
 #include "system/ScreenLockMonitor.h"
 #include "system/UpdateController.h"
 #include "ui/QuickControlsWindowController.h"
@@ -173,6 +177,10 @@ int main(int argc, char** argv) {
     });
     delegate.applicationDidFinishLaunching();
     SettingsContext::shared().setController(&delegate);
+    // The same parts the controller and the tray use, and the report of --support-info.
+    SettingsContext::shared().setSystemParts(
+        {&ScheduleManager::shared(), &HotkeyManager::shared(), &LaunchAtLoginManager::shared(),
+         &ThumbnailCache::shared(), &SupportInfoCollector::report});
     QObject::connect(&NotificationCenter::instance(), &NotificationCenter::settingsWindowRequested,
                      &app, [] { SettingsWindow::show(); });
     TrayMenu tray;

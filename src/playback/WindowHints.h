@@ -13,4 +13,7 @@ public:
     };
 
     static void apply(QWindow* window, Role role);
+    // Keeps an ordinary window out of task bars and pagers, or lets it back in; on a window
+    // already shown, the window manager is asked to change it at once.
+    static void setSkipTaskbar(QWindow* window, bool skip);
 };

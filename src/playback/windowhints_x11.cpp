@@ -3,6 +3,7 @@
 #include "playback/WindowHints.h"
 
 #include <QGuiApplication>
+#include <QList>
 #include <QWindow>
 
 #include <xcb/xcb.h>
@@ -21,6 +22,23 @@ xcb_atom_t internAtom(xcb_connection_t* connection, const char* name) {
     free(reply);
     return atom;
 }
+
+// The root window of the window's screen, where the window manager listens.
+xcb_window_t rootWindow(xcb_connection_t* connection, xcb_window_t window) {
+    xcb_query_tree_reply_t* reply =
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, window), nullptr);
+    if (!reply)
+        return xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    const xcb_window_t root = reply->root;
+    free(reply);
+    return root;
+}
+
+// _NET_WM_STATE's actions in a client message.
+constexpr uint32_t kStateRemove = 0;
+constexpr uint32_t kStateAdd = 1;
+// The message comes from an ordinary application.
+constexpr uint32_t kSourceApplication = 1;
 
 } // namespace
 
@@ -54,5 +72,57 @@ void WindowHints::apply(QWindow* window, Role role) {
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id,
                         internAtom(connection, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1,
                         &allDesktops);
+    xcb_flush(connection);
+}
+
+void WindowHints::setSkipTaskbar(QWindow* window, bool skip) {
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11 || !x11->connection())
+        return;
+    xcb_connection_t* connection = x11->connection();
+    const xcb_window_t id = xcb_window_t(window->winId());
+    const xcb_atom_t state = internAtom(connection, "_NET_WM_STATE");
+    const std::array<xcb_atom_t, 2> skipping = {
+        internAtom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
+        internAtom(connection, "_NET_WM_STATE_SKIP_PAGER"),
+    };
+
+    if (window->isVisible()) {
+        // A mapped window's state belongs to the window manager: it is asked, as EWMH has it.
+        xcb_client_message_event_t message = {};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = id;
+        message.type = state;
+        message.data.data32[0] = skip ? kStateAdd : kStateRemove;
+        message.data.data32[1] = skipping[0];
+        message.data.data32[2] = skipping[1];
+        message.data.data32[3] = kSourceApplication;
+        xcb_send_event(connection, 0, rootWindow(connection, id),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&message));
+        xcb_flush(connection);
+        return;
+    }
+
+    // Before mapping the property is the client's own; Qt keeps the atoms it finds there when
+    // it adds its own at the next show.
+    QList<xcb_atom_t> atoms;
+    const xcb_get_property_cookie_t cookie =
+        xcb_get_property(connection, 0, id, state, XCB_ATOM_ATOM, 0, 1024);
+    if (xcb_get_property_reply_t* reply = xcb_get_property_reply(connection, cookie, nullptr)) {
+        if (reply->format == 32 && reply->type == XCB_ATOM_ATOM) {
+            const auto* data = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply));
+            atoms = QList<xcb_atom_t>(data, data + xcb_get_property_value_length(reply) / 4);
+        }
+        free(reply);
+    }
+    for (const xcb_atom_t atom : skipping) {
+        atoms.removeAll(atom);
+        if (skip)
+            atoms.append(atom);
+    }
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, state, XCB_ATOM_ATOM, 32,
+                        uint32_t(atoms.size()), atoms.data());
     xcb_flush(connection);
 }

@@ -48,7 +48,7 @@ HotkeyManager::HotkeyManager(Preferences& preferences, std::unique_ptr<GlobalSho
                 &HotkeyManager::handleKeyEvent, Qt::QueuedConnection);
     }
     loadHotkeys();
-    m_hasAccessibilityPermission = m_shortcuts != nullptr;
+    m_hasAccessibilityPermission = checkAccessibilityPermission();
     m_isEnabled = Settings::globalHotkeysEnabled.read(m_preferences);
     m_isInitialized = true;
     if (m_isEnabled && !m_hasAccessibilityPermission)
@@ -84,7 +84,7 @@ void HotkeyManager::setHasAccessibilityPermission(bool granted) {
 }
 
 void HotkeyManager::requestAccessibilityPermission() {
-    setHasAccessibilityPermission(m_shortcuts != nullptr);
+    setHasAccessibilityPermission(checkAccessibilityPermission());
     if (!m_hasAccessibilityPermission)
         qCInfo(lcHotkeys,
                "Global hotkeys need global shortcuts, which this desktop does not offer");

@@ -45,6 +45,9 @@ public:
     void updateHotkey(const HotkeyConfig& config, HotkeyAction action);
     // Checks again whether the desktop offers global shortcuts. It starts nothing itself.
     void requestAccessibilityPermission();
+    // Whether the desktop offers global shortcuts now, asked without a log line: what the
+    // settings page sets hasAccessibilityPermission to whenever it comes back into view.
+    bool checkAccessibilityPermission() const { return m_shortcuts != nullptr; }
 
     // Takes every binding from the desktop; nothing while already watching.
     void startMonitoring();

@@ -5,26 +5,8 @@
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
 #include "playback/SyncManager.h"
+#include "ui/PageValue.h"
 #include "ui/SettingsContext.h"
-
-namespace {
-
-// What the page shows: the page's default while the key is absent.
-template <typename T> T pageValue(const Preferences& preferences, const Settings::Key<T>& key) {
-    if (preferences.typeForKey(key.key()) == Preferences::Type::Absent)
-        return key.pageDefault;
-    return key.read(preferences);
-}
-
-template <typename T>
-void writeChanged(Preferences& preferences, const Settings::Key<T>& key, T value) {
-    // An absent key is written even with the page's value: the program's own may differ.
-    if (preferences.typeForKey(key.key()) == Preferences::Type::Absent ||
-        key.read(preferences) != value)
-        key.write(preferences, value);
-}
-
-} // namespace
 
 DisplaySettings::DisplaySettings(QObject* parent)
     : DisplaySettings(Preferences::standard(), parent) {
@@ -50,51 +32,51 @@ DisplaySettings::DisplaySettings(Preferences& preferences, QObject* parent)
 }
 
 int DisplaySettings::videoScaling() const {
-    return int(pageValue(m_preferences, Settings::videoScaling));
+    return int(pagevalue::read(m_preferences, Settings::videoScaling));
 }
 
 void DisplaySettings::setVideoScaling(int scaling) {
-    writeChanged(m_preferences, Settings::videoScaling, qint64(scaling));
+    pagevalue::write(m_preferences, Settings::videoScaling, qint64(scaling));
 }
 
 int DisplaySettings::transitionType() const {
-    return int(pageValue(m_preferences, Settings::transitionType));
+    return int(pagevalue::read(m_preferences, Settings::transitionType));
 }
 
 void DisplaySettings::setTransitionType(int type) {
-    writeChanged(m_preferences, Settings::transitionType, qint64(type));
+    pagevalue::write(m_preferences, Settings::transitionType, qint64(type));
 }
 
 double DisplaySettings::transitionDuration() const {
-    return pageValue(m_preferences, Settings::transitionDuration);
+    return pagevalue::read(m_preferences, Settings::transitionDuration);
 }
 
 void DisplaySettings::setTransitionDuration(double seconds) {
-    writeChanged(m_preferences, Settings::transitionDuration, seconds);
+    pagevalue::write(m_preferences, Settings::transitionDuration, seconds);
 }
 
 bool DisplaySettings::audioMuted() const {
-    return pageValue(m_preferences, Settings::audioMuted);
+    return pagevalue::read(m_preferences, Settings::audioMuted);
 }
 
 void DisplaySettings::setAudioMuted(bool muted) {
-    writeChanged(m_preferences, Settings::audioMuted, muted);
+    pagevalue::write(m_preferences, Settings::audioMuted, muted);
 }
 
 double DisplaySettings::audioVolume() const {
-    return pageValue(m_preferences, Settings::audioVolume);
+    return pagevalue::read(m_preferences, Settings::audioVolume);
 }
 
 void DisplaySettings::setAudioVolume(double volume) {
-    writeChanged(m_preferences, Settings::audioVolume, volume);
+    pagevalue::write(m_preferences, Settings::audioVolume, volume);
 }
 
 double DisplaySettings::playbackRate() const {
-    return pageValue(m_preferences, Settings::playbackRate);
+    return pagevalue::read(m_preferences, Settings::playbackRate);
 }
 
 void DisplaySettings::setPlaybackRate(double rate) {
-    writeChanged(m_preferences, Settings::playbackRate, rate);
+    pagevalue::write(m_preferences, Settings::playbackRate, rate);
 }
 
 bool DisplaySettings::syncEnabled() const {

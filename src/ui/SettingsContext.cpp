@@ -1,7 +1,11 @@
 #include "ui/SettingsContext.h"
 
 #include "core/Logging.h"
+#include "library/ThumbnailCache.h"
 #include "playback/VideoPlayerManager.h"
+#include "system/HotkeyManager.h"
+#include "system/LaunchAtLoginManager.h"
+#include "system/ScheduleManager.h"
 
 #include <QJSEngine>
 #include <QVariantMap>
@@ -44,6 +48,26 @@ void SettingsContext::setUpdateController(UpdateController* updates) {
 QObject* SettingsContext::primaryPlayerManager() const {
     return m_controller ? m_controller->property("primaryPlayerManager").value<QObject*>()
                         : nullptr;
+}
+
+ScheduleManager& SettingsContext::schedule() const {
+    return m_parts.schedule ? *m_parts.schedule : ScheduleManager::shared();
+}
+
+HotkeyManager& SettingsContext::hotkeys() const {
+    return m_parts.hotkeys ? *m_parts.hotkeys : HotkeyManager::shared();
+}
+
+LaunchAtLoginManager& SettingsContext::launchAtLogin() const {
+    return m_parts.launchAtLogin ? *m_parts.launchAtLogin : LaunchAtLoginManager::shared();
+}
+
+ThumbnailCache& SettingsContext::thumbnails() const {
+    return m_parts.thumbnails ? *m_parts.thumbnails : ThumbnailCache::shared();
+}
+
+QString SettingsContext::supportReport() const {
+    return m_parts.supportReport ? m_parts.supportReport() : QString();
 }
 
 bool SettingsContext::isPlaying() const {

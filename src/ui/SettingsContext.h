@@ -7,8 +7,14 @@
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
+#include <functional>
+
+class HotkeyManager;
+class LaunchAtLoginManager;
 class QJSEngine;
 class QQmlEngine;
+class ScheduleManager;
+class ThumbnailCache;
 
 // What the settings window's pages read from the running program and the commands they call.
 // The application controller lives above this layer, so it is held as a plain object: its
@@ -27,6 +33,17 @@ class SettingsContext : public QObject {
     Q_PROPERTY(UpdateController* updates READ updates NOTIFY updatesChanged)
 
 public:
+    // The process-wide parts the Advanced page works on, as the program names them at start-up.
+    // A part left null is its shared instance.
+    struct SystemParts {
+        ScheduleManager* schedule = nullptr;
+        HotkeyManager* hotkeys = nullptr;
+        LaunchAtLoginManager* launchAtLogin = nullptr;
+        ThumbnailCache* thumbnails = nullptr;
+        // Builds the support report; without it the report is empty.
+        std::function<QString()> supportReport;
+    };
+
     static SettingsContext& shared();
     static SettingsContext* create(QQmlEngine* engine, QJSEngine* scriptEngine);
 
@@ -39,6 +56,13 @@ public:
     QObject* primaryPlayerManager() const;
     UpdateController* updates() const { return m_updates; }
     void setUpdateController(UpdateController* updates);
+
+    void setSystemParts(SystemParts parts) { m_parts = std::move(parts); }
+    ScheduleManager& schedule() const;
+    HotkeyManager& hotkeys() const;
+    LaunchAtLoginManager& launchAtLogin() const;
+    ThumbnailCache& thumbnails() const;
+    QString supportReport() const;
 
     Q_INVOKABLE void togglePlayPause();
     Q_INVOKABLE void previousVideo();
@@ -60,4 +84,5 @@ private:
     QPointer<QObject> m_controller;
     DisplayListModel* m_displays = nullptr;
     QPointer<UpdateController> m_updates;
+    SystemParts m_parts;
 };

@@ -1,6 +1,9 @@
 #include "ui/SettingsWindow.h"
 
 #include "core/Logging.h"
+#include "core/Preferences.h"
+#include "core/SettingsCatalogue.h"
+#include "playback/WindowHints.h"
 #include "ui/QuickControlsWindowController.h"
 #include "ui/ThumbnailImageProvider.h"
 
@@ -11,6 +14,9 @@
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QTimer>
+
+#include <iterator>
+#include <utility>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -23,7 +29,11 @@ QPointer<SettingsWindow> SettingsWindow::s_open;
 
 namespace {
 
-constexpr int kPageCount = 4;
+// The pages pictured for the documentation, by their place in the window, with their files'
+// names.
+constexpr std::pair<int, const char*> kCapturedPages[] = {
+    {0, "now-playing"}, {1, "video-folders"}, {2, "display"}, {3, "playlists"}, {4, "advanced"}};
+constexpr int kCapturedPageCount = int(std::size(kCapturedPages));
 // Long enough for a page's first frames, previews included.
 constexpr int kCaptureDelayMs = 1500;
 
@@ -60,6 +70,11 @@ SettingsWindow::SettingsWindow()
         qCInfo(lcApp, "Settings window closed");
         deleteLater();
     });
+    // In the taskbar, or, for a program that lives in the tray only, out of it; a change shows
+    // at once.
+    applyVisibility();
+    Preferences::standard().observe(Settings::applicationVisibility.key(), this,
+                                    [this](const QVariant&) { applyVisibility(); });
     const QString captureFolder = qEnvironmentVariable("ORVANTA_CAPTURE_PAGES");
     if (!captureFolder.isEmpty())
         captureEachPage(captureFolder, 0);
@@ -83,6 +98,11 @@ SettingsWindow::~SettingsWindow() {
     // would keep the space for later, and the window may not come back for hours.
     malloc_trim(0);
 #endif
+}
+
+void SettingsWindow::applyVisibility() {
+    const bool trayOnly = Settings::applicationVisibility.read(Preferences::standard()) == 1;
+    WindowHints::setSkipTaskbar(m_window, trayOnly);
 }
 
 void SettingsWindow::show() {
@@ -131,23 +151,22 @@ void SettingsWindow::captureQuickControls(const QString& folder) {
     });
 }
 
-void SettingsWindow::captureEachPage(const QString& folder, int page) {
-    static const char* const kNames[kPageCount] = {"now-playing", "video-folders", "display",
-                                                   "playlists"};
-    if (page >= kPageCount) {
+void SettingsWindow::captureEachPage(const QString& folder, int index) {
+    if (index >= kCapturedPageCount) {
         captureQuickControls(folder);
         return;
     }
     QDir().mkpath(folder);
+    const auto [page, name] = kCapturedPages[index];
     m_window->setProperty("currentPage", page);
     // One page after the other, each saved before the next is shown.
-    QTimer::singleShot(kCaptureDelayMs, this, [this, folder, page] {
+    QTimer::singleShot(kCaptureDelayMs, this, [this, folder, index, name] {
         const QString path =
-            QDir(folder).filePath(QString::fromLatin1(kNames[page]) + QStringLiteral(".png"));
+            QDir(folder).filePath(QString::fromLatin1(name) + QStringLiteral(".png"));
         if (!m_window->grabWindow().save(path))
             qCWarning(lcApp, "Could not save %s", qUtf8Printable(path));
         else
             qCInfo(lcApp, "Saved %s", qUtf8Printable(path));
-        captureEachPage(folder, page + 1);
+        captureEachPage(folder, index + 1);
     });
 }

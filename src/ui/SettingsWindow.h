@@ -29,9 +29,11 @@ public:
 
 private:
     SettingsWindow();
-    // Shows each page from page on in turn and saves it as a PNG file into folder (pictures
-    // for the documentation).
-    void captureEachPage(const QString& folder, int page);
+    // Marks the window for the taskbar as "applicationVisibility" asks.
+    void applyVisibility();
+    // Shows each pictured page from the index-th on in turn and saves it as a PNG file into
+    // folder (pictures for the documentation).
+    void captureEachPage(const QString& folder, int index);
     void captureQuickControls(const QString& folder);
 
     std::unique_ptr<QQmlApplicationEngine> m_engine;

@@ -14,6 +14,8 @@ QString SymbolTable::iconName(const QString& symbol) {
         {QStringLiteral("folder.fill"), QStringLiteral("folder")},
         {QStringLiteral("folder.badge.plus"), QStringLiteral("folder-new")},
         {QStringLiteral("display"), QStringLiteral("video-display")},
+        {QStringLiteral("gearshape.2"), QStringLiteral("preferences-system")},
+        {QStringLiteral("checkmark.circle.fill"), QStringLiteral("emblem-ok")},
         {QStringLiteral("plus"), QStringLiteral("list-add")},
         {QStringLiteral("minus"), QStringLiteral("list-remove")},
         {QStringLiteral("speaker.fill"), QStringLiteral("audio-volume-muted")},

@@ -68,3 +68,10 @@ QString ViewRules::quickPositionText(int currentIndex, int totalVideoCount) {
         return {};
     return QStringLiteral("%1 / %2").arg(currentIndex + 1).arg(totalVideoCount);
 }
+
+QStringList ViewRules::twoDigitNumbers(int count) {
+    QStringList numbers;
+    for (int i = 0; i < count; ++i)
+        numbers.append(QStringLiteral("%1").arg(i, 2, 10, QLatin1Char('0')));
+    return numbers;
+}

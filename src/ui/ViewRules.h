@@ -3,6 +3,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QtQml/qqmlregistration.h>
 
 // The rules of the settings window's texts and states, kept out of the views so that they can be
@@ -38,4 +39,6 @@ public:
     // "1.5 s" and "1.25x".
     Q_INVOKABLE static QString durationText(double seconds);
     Q_INVOKABLE static QString rateText(double rate);
+    // A time picker's texts: "00", "01", ... up to count - 1.
+    Q_INVOKABLE static QStringList twoDigitNumbers(int count);
 };

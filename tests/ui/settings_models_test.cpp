@@ -1,17 +1,24 @@
-// The Display, Video Folders and Playlists pages' models on the user's real store, library and
-// persistence, with a controller that records the reloads they ask for.
+// The Display, Video Folders, Playlists and Advanced pages' models on the user's real store,
+// library, persistence, hotkeys and thumbnails, with a controller that records the reloads they
+// ask for.
 
 #include "core/NotificationCenter.h"
 #include "core/Preferences.h"
 #include "library/PlaylistLibrary.h"
 #include "library/PlaylistPersistence.h"
+#include "library/ThumbnailCache.h"
 #include "playback/SyncManager.h"
 #include "support/TestUtil.h"
+#include "support/media_clips.h"
+#include "system/HotkeyManager.h"
+#include "ui/AdvancedSettings.h"
 #include "ui/DisplaySettings.h"
 #include "ui/FolderListModel.h"
+#include "ui/HotkeyRowModel.h"
 #include "ui/PlaylistEditor.h"
 #include "ui/SettingsContext.h"
 
+#include <QClipboard>
 #include <QDir>
 #include <QGuiApplication>
 #include <QSignalSpy>
@@ -37,7 +44,10 @@ protected:
         testutil::resetUserStore();
         SettingsContext::shared().setController(&m_controller);
     }
-    void TearDown() override { SettingsContext::shared().setController(nullptr); }
+    void TearDown() override {
+        SettingsContext::shared().setController(nullptr);
+        SettingsContext::shared().setSystemParts({});
+    }
 
     RecordingController m_controller;
 };
@@ -215,6 +225,77 @@ TEST_F(SettingsModels, PlaylistEditorSearchesAndReorders) {
     EXPECT_TRUE(
         editor.items()->data(editor.items()->index(0), PlaylistItemsModel::ExcludedRole).toBool());
     library.deletePlaylist(clips.id);
+}
+
+// A desktop without global shortcuts: the rows stay hidden, but a row still edits its binding.
+TEST_F(SettingsModels, HotkeyRowStoresItsDefaultOnTheFirstChangeOnly) {
+    Preferences& store = Preferences::standard();
+    HotkeyManager hotkeys(store, nullptr);
+    SettingsContext::SystemParts parts;
+    parts.hotkeys = &hotkeys;
+    SettingsContext::shared().setSystemParts(parts);
+    HotkeyRowModel row;
+    row.setAction(1);
+    EXPECT_EQ(row.displayName(), u"Next Video"_s);
+    EXPECT_EQ(row.keyName(), u"→"_s);
+    EXPECT_EQ(row.modifiers(), 0x120000);
+
+    row.toggleRecording();
+    row.toggleRecording();
+    row.recordKey(Qt::Key_K);
+    EXPECT_FALSE(store.objectForKey(u"hotkey_nextVideo"_s).isValid());
+    row.toggleRecording();
+    row.recordKey(Qt::Key_Shift);
+    EXPECT_TRUE(row.isRecording());
+    row.recordKey(Qt::Key_K);
+    EXPECT_FALSE(row.isRecording());
+    EXPECT_EQ(store.integerForKey(u"hotkey_nextVideo"_s), 40);
+    EXPECT_EQ(store.integerForKey(u"hotkeyModifiers_nextVideo"_s), 0x120000);
+    row.setModifier(0x40000, true);
+    row.setModifier(0x100000, false);
+    EXPECT_EQ(hotkeys.hotkeys().value(HotkeyAction::NextVideo).label(), u"Ctrl+Shift+K"_s);
+
+    AdvancedSettings settings;
+    settings.setHotkeysEnabled(true);
+    settings.refreshPermission();
+    EXPECT_FALSE(settings.showsHotkeyRows());
+    EXPECT_TRUE(settings.hotkeysFooter().startsWith(u"Grant Accessibility permission"_s));
+    settings.resetHotkeysToDefaults();
+    EXPECT_EQ(store.integerForKey(u"hotkey_nextVideo"_s), 124);
+}
+
+TEST_F(SettingsModels, ScheduleFooterStorageTextAndSupportCopy) {
+    ThumbnailCache cache;
+    SettingsContext::SystemParts parts;
+    parts.thumbnails = &cache;
+    parts.supportReport = [] {
+        return u"Orvanta report"_s;
+    };
+    SettingsContext::shared().setSystemParts(parts);
+    AdvancedSettings settings;
+    EXPECT_EQ(settings.scheduleFooter(),
+              u"Automatically start and stop playback at specific times."_s);
+    settings.setScheduleEnabled(true);
+    settings.setStartHour(9);
+    settings.setEndHour(17);
+    settings.setEndMinute(30);
+    EXPECT_EQ(settings.scheduleFooter(), u"Playback active: 9:00 - 17:30, weekdays"_s);
+
+    EXPECT_EQ(settings.storageText(), u"0 items (Zero KB)"_s);
+    EXPECT_FALSE(settings.canClearCache());
+    ASSERT_FALSE(mediaclips::clips().tiny.isEmpty()) << mediaclips::error().toStdString();
+    bool delivered = false;
+    cache.thumbnail(QUrl::fromLocalFile(mediaclips::clips().tiny),
+                    [&](const QImage&) { delivered = true; });
+    ASSERT_TRUE(testutil::waitUntil([&] { return delivered; }));
+    EXPECT_EQ(settings.storageText(), u"1 items (98 KB)"_s);
+    settings.clearCache();
+    EXPECT_EQ(settings.storageText(), u"0 items (Zero KB)"_s);
+
+    settings.copySupportInfo();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), u"Orvanta report"_s);
+    EXPECT_TRUE(settings.showCopiedFeedback());
+    EXPECT_TRUE(testutil::waitUntil([&] { return !settings.showCopiedFeedback(); }));
 }
 
 } // namespace

@@ -10,8 +10,11 @@
 #include "playback/VideoPlayerManager.h"
 #include "playback/VideoSurface.h"
 #include "support/TestUtil.h"
+#include "system/HotkeyManager.h"
 #include "system/PowerManager.h"
 #include "system/PowerSource.h"
+#include "ui/AdvancedSettings.h"
+#include "ui/HotkeyRecorder.h"
 #include "ui/QuickControlsWindowController.h"
 #include "ui/SettingsContext.h"
 #include "ui/SettingsWindow.h"
@@ -41,10 +44,11 @@ void collectShown(QQuickItem* item, const char* typeName, QList<QQuickItem*>* fo
         collectShown(child, typeName, found);
 }
 
-// The first object of that QML type held by the item or the items in it.
+// The first object of that C++ or QML type held by the item or the items in it.
 QObject* findInItems(QQuickItem* item, const char* typeName) {
     for (QObject* child : item->children()) {
-        if (QByteArray(child->metaObject()->className()).startsWith(typeName))
+        const QByteArray name = child->metaObject()->className();
+        if (name == typeName || name.startsWith(QByteArray(typeName) + "_QMLTYPE_"))
             return child;
     }
     const QList<QQuickItem*> children = item->childItems();
@@ -91,8 +95,8 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     QStringList rows;
     for (const QQuickItem* row : shownItems("SidebarRow"))
         rows.append(row->property("title").toString());
-    EXPECT_EQ(rows,
-              (QStringList{u"Now Playing"_s, u"Playlists"_s, u"Video Folders"_s, u"Display"_s}));
+    EXPECT_EQ(rows, (QStringList{u"Now Playing"_s, u"Playlists"_s, u"Video Folders"_s, u"Display"_s,
+                                 u"Advanced"_s}));
     ASSERT_TRUE(testutil::waitUntil([] { return shownItems("DisplayCard").size() == 2; }));
     // Each card's preview is one more surface of its screen's own player, and it draws.
     const QList<QQuickItem*> previews = shownItems("VideoPreviewView");
@@ -232,6 +236,39 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     quick.toggle();
     EXPECT_FALSE(quick.isVisible() || panel->isVisible());
     quick.releasePanel();
+
+    // A hotkey is recorded from a key pressed in the window: Space is the key then, not the
+    // controller's play/pause.
+    HotkeyManager::shared().setEnabled(true);
+    window->setProperty("currentPage", 4);
+    ASSERT_TRUE(testutil::waitUntil([] { return shownItems("HotkeyRecorder").size() == 4; }));
+    auto* recorder = qobject_cast<HotkeyRecorder*>(shownItems("HotkeyRecorder").first());
+    ASSERT_NE(recorder, nullptr);
+    recorder->row()->toggleRecording();
+    ASSERT_TRUE(testutil::waitUntil([&] { return recorder->hasActiveFocus(); }));
+    testutil::runProcess(u"xdotool"_s, {u"key"_s, u"space"_s});
+    EXPECT_TRUE(testutil::waitUntil([&] { return !recorder->row()->isRecording(); }));
+    EXPECT_EQ(store.integerForKey(u"hotkey_playPause"_s), 49);
+    EXPECT_TRUE(delegate.isPlaying());
+    HotkeyManager::shared().setEnabled(false);
+
+    // Tray only keeps the open window out of the taskbar at once, and back in.
+    auto* advanced =
+        qobject_cast<AdvancedSettings*>(findInItems(window->contentItem(), "AdvancedSettings"));
+    ASSERT_NE(advanced, nullptr);
+    const auto netState = [&] {
+        return testutil::runProcess(u"xprop"_s,
+                                    {u"-id"_s, QString::fromLatin1(settingsId), u"_NET_WM_STATE"_s})
+            .out;
+    };
+    advanced->setApplicationVisibility(1);
+    EXPECT_TRUE(testutil::waitUntil([&] {
+        return netState().contains("_NET_WM_STATE_SKIP_TASKBAR");
+    })) << netState().constData();
+    advanced->setApplicationVisibility(0);
+    EXPECT_TRUE(testutil::waitUntil([&] {
+        return !netState().contains("_NET_WM_STATE_SKIP_TASKBAR");
+    })) << netState().constData();
     windowManager.terminate();
     windowManager.waitForFinished();
 

@@ -10,20 +10,6 @@ FormPage {
 
     DisplaySettings { id: settings }
 
-    component PickerRow: RowLayout {
-        property alias label: title.text
-        property alias model: box.model
-        property alias currentIndex: box.currentIndex
-        signal activated(int index)
-        Layout.fillWidth: true
-        Label { id: title; Layout.fillWidth: true }
-        ComboBox {
-            id: box
-            Layout.preferredWidth: 200
-            Accessible.name: title.text
-            onActivated: (index) => parent.activated(index)
-        }
-    }
     component SliderRow: RowLayout {
         property alias label: title.text
         property alias from: slider.from

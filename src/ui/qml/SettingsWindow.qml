@@ -128,5 +128,5 @@ ApplicationWindow {
     Component { id: foldersPage; SourceFoldersView {} }
     Component { id: displayPage; DisplaySettingsView {} }
     Component { id: playlistsPage; ConsolidatedPlaylistView {} }
-    Component { id: advancedPage; Item {} }
+    Component { id: advancedPage; AdvancedSettingsView {} }
 }

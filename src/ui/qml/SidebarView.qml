@@ -9,13 +9,13 @@ Rectangle {
     property int selection: 0
     signal selected(int page)
 
-    // Rows whose page is not built yet are left out, and so is a section left without rows.
+    // A section without rows is left out.
     readonly property var sections: [
         { title: "", rows: [{ page: 0, title: "Now Playing", symbol: "play.rectangle.fill" }] },
         { title: "Library", rows: [{ page: 3, title: "Playlists", symbol: "music.note.list" }] },
         { title: "Sources", rows: [{ page: 1, title: "Video Folders", symbol: "folder" }] },
         { title: "Displays", rows: [{ page: 2, title: "Display", symbol: "display" }] },
-        { title: "Settings", rows: [] }
+        { title: "Settings", rows: [{ page: 4, title: "Advanced", symbol: "gearshape.2" }] }
     ]
 
     color: Theme.sidebar
