@@ -250,6 +250,19 @@ TEST(SettingsWindow, OpensOnNowPlayingWithAPreviewPerScreenAndComesBackAfterClos
     EXPECT_TRUE(testutil::waitUntil([&] { return !recorder->row()->isRecording(); }));
     EXPECT_EQ(store.integerForKey(u"hotkey_playPause"_s), 49);
     EXPECT_TRUE(delegate.isPlaying());
+    // The new combination works at once, with another program's window in front.
+    QProcess terminal;
+    terminal.start(u"xterm"_s, {u"-geometry"_s, u"40x10+100+600"_s});
+    ASSERT_TRUE(terminal.waitForStarted());
+    EXPECT_TRUE(testutil::waitUntil([&] {
+        const QByteArray active = activeWindow();
+        return !active.isEmpty() && active != settingsId;
+    }));
+    testutil::runProcess(u"xdotool"_s, {u"key"_s, u"shift+super+space"_s});
+    EXPECT_TRUE(testutil::waitUntil([&] { return !delegate.isPlaying(); }));
+    delegate.startAllPlayback();
+    terminal.kill();
+    terminal.waitForFinished();
     HotkeyManager::shared().setEnabled(false);
 
     // Tray only keeps the open window out of the taskbar at once, and back in.
