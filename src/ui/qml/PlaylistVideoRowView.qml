@@ -67,6 +67,9 @@ ItemDelegate {
                 sourceSize: Qt.size(128, 72)
                 fillMode: Image.PreserveAspectCrop
                 asynchronous: true
+                // The thumbnail cache keeps the pictures; the shared picture cache would keep
+                // their textures past their window.
+                cache: false
                 visible: status === Image.Ready
             }
             Symbol {
