@@ -9,9 +9,11 @@ accessible name (and role, such as "push button" or "check box", when given; "" 
 INDEX-th of them counting from 0. Commands:
 
     click      brings the object into view and clicks its middle with the pointer (xdotool)
+    menu       the same with the right button, for the object's context menu
     press      performs the object's "Press" (or "Toggle", "Click") action
     focus      gives the object the keyboard focus
     checked    prints "true" or "false"
+    enabled    prints "true" or "false"
     exists     exits 0 when a showing object has that name
     names      prints the names of every showing object, one a line
     focused    prints the role and name of the control with the keyboard focus
@@ -95,20 +97,22 @@ def main(argv):
         return 1
     if command == "exists":
         return 0
-    if command == "click":
+    if command in ("click", "menu"):
         # Focused first, as a keyboard would reach it: a page scrolls its focused control into view.
         component = target.queryComponent()
         if component.grabFocus():
             time.sleep(0.3)
         box = component.getExtents(pyatspi.DESKTOP_COORDS)
         subprocess.run(["xdotool", "mousemove", str(box.x + box.width // 2),
-                        str(box.y + box.height // 2), "click", "1"], check=True)
+                        str(box.y + box.height // 2), "click", "1" if command == "click" else "3"],
+                       check=True)
     elif command == "press":
         act(target, ["Press", "Toggle", "Click", "press", "click"])
     elif command == "focus":
         act(target, ["SetFocus"])
-    elif command == "checked":
-        print("true" if target.getState().contains(pyatspi.STATE_CHECKED) else "false")
+    elif command in ("checked", "enabled"):
+        state = pyatspi.STATE_CHECKED if command == "checked" else pyatspi.STATE_ENABLED
+        print("true" if target.getState().contains(state) else "false")
     else:
         print("unknown command " + command, file=sys.stderr)
         return 2

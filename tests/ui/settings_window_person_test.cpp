@@ -219,6 +219,25 @@ TEST(SettingsWindowAsAPersonUsesIt, MakesAPlaylistForOneMonitorAndLeavesTheOther
     EXPECT_TRUE(orvanta.readUntil("Loaded 1 videos from playlist 'Reds'"))
         << orvanta.output().constData();
 
+    // Renamed, duplicated and the copy deleted from the tabs' menus; "All Videos" stays.
+    ASSERT_TRUE(act(u"menu"_s, u"Reds"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Rename..."_s));
+    ASSERT_TRUE(act(u"exists"_s, u"Rename Playlist"_s, u"dialog"_s));
+    key(u"ctrl+a"_s);
+    testutil::runProcess(u"xdotool"_s, {u"type"_s, u"Warm"_s});
+    key(u"Return"_s);
+    ASSERT_TRUE(act(u"menu"_s, u"Warm"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Duplicate"_s));
+    ASSERT_TRUE(act(u"menu"_s, u"Warm Copy"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"click"_s, u"Delete"_s));
+    EXPECT_TRUE(testutil::waitUntil([] { return !showing(u"Warm Copy"_s, u"push button"_s); }));
+    ASSERT_TRUE(act(u"menu"_s, u"All Videos"_s, u"push button"_s));
+    ASSERT_TRUE(act(u"exists"_s, u"Delete (Protected)"_s));
+    EXPECT_EQ(drive({u"enabled"_s, u"Delete (Protected)"_s}).out.trimmed(), "false");
+    key(u"Escape"_s);
+    EXPECT_TRUE(showing(u"All Videos"_s, u"push button"_s));
+    EXPECT_TRUE(showing(u"Warm"_s, u"push button"_s));
+
     EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
     windowManager.terminate();
     windowManager.waitForFinished();
