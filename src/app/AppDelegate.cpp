@@ -143,7 +143,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     observeSchedule();
     connect(&m_preferences, &Preferences::didChange, this, &AppDelegate::updateDisplaySleep);
 
-    m_coverage = new CoverageMonitor(CoverageSource::createX11(), this);
+    m_coverage = new CoverageMonitor(QGuiApplication::platformName() == QLatin1String("wayland")
+                                         ? CoverageSource::createWayland()
+                                         : CoverageSource::createX11(),
+                                     this);
     connect(m_coverage, &CoverageMonitor::coverageChanged, this, &AppDelegate::handleCoverage);
     connect(m_coverage, &CoverageMonitor::canTellChanged, this,
             &AppDelegate::coverageAvailabilityChanged);

@@ -9,7 +9,7 @@
 #include <optional>
 
 // Where CoverageMonitor learns which windows lie over the desktop. The X11 implementation is in
-// coveragesource_x11.cpp.
+// coveragesource_x11.cpp, the Wayland one in coveragesource_wayland.cpp.
 class CoverageSource : public QObject {
     Q_OBJECT
 
@@ -47,6 +47,10 @@ public:
     // The window manager's view of the X11 session, through a connection of its own. Outside an
     // X11 session it can never tell.
     static std::unique_ptr<CoverageSource> createX11();
+    // The compositor's list of toplevels (wlr-foreign-toplevel-management), on Qt's own Wayland
+    // connection. A toplevel has no geometry there: one that is fullscreen or maximized is listed
+    // as filling each screen it is on, and the others are not listed.
+    static std::unique_ptr<CoverageSource> createWayland();
 
 Q_SIGNALS:
     // What snapshot() gives may have changed.

@@ -335,7 +335,8 @@ TEST(OrvantaLaunch, AnswersWithoutADisplayAndSaysWhenThereIsNone) {
 
 // On a Wayland session with wlr-layer-shell the program runs natively and each output's
 // background is a desktop window below the user's own windows, kept out of the window tree, on
-// outputs plugged in later too, each with its own queue.
+// outputs plugged in later too, each with its own queue; a fullscreen window pauses only the
+// queue of the output it covers.
 TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsAreTheBackgroundOfEveryOutput) {
     testutil::HeadlessSway sway("for_window [app_id=\".*\"] floating enable\n");
     ASSERT_FALSE(sway.waylandDisplay().isEmpty()) << sway.log().constData();
@@ -409,6 +410,21 @@ TEST(OrvantaLaunch, OnAWaylandSessionDesktopWindowsAreTheBackgroundOfEveryOutput
     EXPECT_TRUE(isBlue(testutil::averageColour(sway.screenshot(u"HEADLESS-2"_s))));
     EXPECT_TRUE(
         isRed(testutil::averageColour(sway.screenshot(u"HEADLESS-1"_s), QRect(0, 0, 20, 20))));
+
+    // Made fullscreen, the terminal covers the first output: its player pauses until the
+    // terminal is a window again, and the second output's plays on.
+    const auto screen = [](const QString& output) {
+        return "Screen " +
+               ScreenIdentifier::fromDescription(u"headless"_s, u"headless"_s, {}, output).toUtf8();
+    };
+    ASSERT_TRUE(sway.command(u"[app_id=foot] fullscreen enable"_s));
+    ASSERT_TRUE(orvanta.readUntil(screen(u"HEADLESS-1"_s) + " is covered; pausing its player"))
+        << orvanta.output().constData();
+    ASSERT_TRUE(sway.command(u"[app_id=foot] fullscreen disable"_s));
+    ASSERT_TRUE(orvanta.readUntil(screen(u"HEADLESS-1"_s) + " is uncovered; resuming"))
+        << orvanta.output().constData();
+    EXPECT_FALSE(orvanta.output().contains(screen(u"HEADLESS-2"_s) + " is covered"))
+        << orvanta.output().constData();
     terminal.terminate();
     terminal.waitForFinished(kProcessTimeoutMs);
     EXPECT_TRUE(orvanta.quitWith(SIGTERM)) << orvanta.output().constData();
