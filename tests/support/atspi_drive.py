@@ -2,18 +2,14 @@
 """Drives a running program through its accessibility tree (AT-SPI), as a screen reader or a
 person with a keyboard would reach it.
 
-    atspi_drive.py APP COMMAND [NAME] [ROLE] [INDEX]
+    atspi_drive.py APP COMMAND [NAME] [ROLE]
 
 APP is the application's accessible name. NAME picks the first showing object with that exact
-accessible name (and role, such as "push button" or "check box", when given; "" for any), or the
-INDEX-th of them counting from 0. Commands:
+accessible name (and role, such as "push button" or "check box", when given). Commands:
 
     click      brings the object into view and clicks its middle with the pointer (xdotool)
     menu       the same with the right button, for the object's context menu
-    press      performs the object's "Press" (or "Toggle", "Click") action
     focus      gives the object the keyboard focus
-    checked    prints "true" or "false"
-    enabled    prints "true" or "false"
     exists     exits 0 when a showing object has that name
     names      prints the names of every showing object, one a line
     focused    prints the role and name of the control with the keyboard focus
@@ -50,22 +46,11 @@ def walk(accessible):
         yield from walk(child)
 
 
-def find(app, name, role, index):
+def find(app, name, role):
     for accessible in walk(app):
         if accessible.name == name and (not role or accessible.getRoleName() == role):
-            if index == 0:
-                return accessible
-            index -= 1
+            return accessible
     return None
-
-
-def act(accessible, wanted):
-    action = accessible.queryAction()
-    names = [action.getName(i) for i in range(action.nActions)]
-    for candidate in wanted:
-        if candidate in names:
-            return action.doAction(names.index(candidate))
-    raise LookupError("no action among " + ", ".join(wanted) + "; it offers " + ", ".join(names))
 
 
 def main(argv):
@@ -89,8 +74,7 @@ def main(argv):
         return 0
     name = argv[3]
     role = argv[4] if len(argv) > 4 else None
-    index = int(argv[5]) if len(argv) > 5 else 0
-    target = find(app, name, role, index)
+    target = find(app, name, role)
     if target is None:
         print("nothing showing named " + repr(name) + (" (" + role + ")" if role else ""),
               file=sys.stderr)
@@ -106,13 +90,8 @@ def main(argv):
         subprocess.run(["xdotool", "mousemove", str(box.x + box.width // 2),
                         str(box.y + box.height // 2), "click", "1" if command == "click" else "3"],
                        check=True)
-    elif command == "press":
-        act(target, ["Press", "Toggle", "Click", "press", "click"])
     elif command == "focus":
-        act(target, ["SetFocus"])
-    elif command in ("checked", "enabled"):
-        state = pyatspi.STATE_CHECKED if command == "checked" else pyatspi.STATE_ENABLED
-        print("true" if target.getState().contains(state) else "false")
+        target.queryComponent().grabFocus()
     else:
         print("unknown command " + command, file=sys.stderr)
         return 2

@@ -232,8 +232,7 @@ TEST(SettingsWindowAsAPersonUsesIt, MakesAPlaylistForOneMonitorAndLeavesTheOther
     ASSERT_TRUE(act(u"click"_s, u"Delete"_s));
     EXPECT_TRUE(testutil::waitUntil([] { return !showing(u"Warm Copy"_s, u"push button"_s); }));
     ASSERT_TRUE(act(u"menu"_s, u"All Videos"_s, u"push button"_s));
-    ASSERT_TRUE(act(u"exists"_s, u"Delete (Protected)"_s));
-    EXPECT_EQ(drive({u"enabled"_s, u"Delete (Protected)"_s}).out.trimmed(), "false");
+    ASSERT_TRUE(act(u"click"_s, u"Delete (Protected)"_s));
     key(u"Escape"_s);
     EXPECT_TRUE(showing(u"All Videos"_s, u"push button"_s));
     EXPECT_TRUE(showing(u"Warm"_s, u"push button"_s));
